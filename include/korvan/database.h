@@ -1,0 +1,235 @@
+// korvan/database.h - the database object with its registry of tables and
+// queries, and the data source file it is read from.
+//
+// A DbDatabase owns its DbSource, every registry entry, and the descriptor and
+// data of every table and query. It reads its file in stages on demand (the
+// two header tables, then the body structure, then table data: all at once,
+// or one table at a time for a sequential XML source) and writes the whole
+// database back on Save, or from the destructor when something changed.
+// Reading never counts as a change.
+//
+// Soft refusals and progress are appended to the database's message log
+// (GetErrorLog); malformed files and unreadable sources throw DbException*.
+// Threads: one at a time; the static counters and settings are process-wide
+// and unsynchronised.
+#pragma once
+
+#include <korvan/model.h>
+#include <korvan/query.h>
+
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+class DbDatabase;
+
+// One registry entry: a table or a query answer.
+class KORVAN_API DbTableInfo {
+public:
+    enum eType { TABLE = 1, QUERY = 2 };
+
+    DbTableInfo() = default;
+    DbTableInfo(const CString& name, eType type, uint64_t index, const CString& sql,
+                DbTableDescr* descr, DbTableData* data, DbTableInfo* related);
+
+    // Clears the descriptor, then the data.
+    void Clear();
+    // A QUERY is in sync when the change id recorded for it equals the current
+    // change id of the TABLE data it was computed from (through any chain of
+    // queries); anything else is always in sync.
+    bool IsQuerySync() const;
+    // True when other is reached by following the related links of this
+    // QUERY through queries.
+    bool IsRelatedWith(const DbTableInfo* other) const;
+
+    eType type = TABLE;
+    uint64_t index = 0;  // position in the database's descriptor and data vectors
+    CString sql;         // the query text; empty for a TABLE
+    CString name;        // as the caller spelled it
+    DbTableDescr* descr = nullptr;
+    DbTableData* data = nullptr;
+    DbTableInfo* related = nullptr;  // for a QUERY, the entry it was computed from
+    LONG syncId = 0;                 // for a QUERY, the source's change id when computed
+};
+
+// The file a database comes from: classified by extension as XML (kind 1) or
+// mdb (kind 2), checked, and for sequential XML reading handed out one element
+// at a time from fixed-size chunks.
+class KORVAN_API DbSource {
+public:
+    // An ".mdb" name opens the ".xml" file of the same base name (default true).
+    static bool ForceXML;
+    // Bytes per read of the streaming reader (default 16384).
+    static int MaxBufferSize;
+
+    explicit DbSource(DbDatabase* db);
+    // Throws DbException "Invalid source file '%s'" when the file does not open.
+    DbSource(DbDatabase* db, const CString& file);
+    DbSource(const DbSource& other);
+    DbSource& operator=(const DbSource& other);
+    virtual ~DbSource();
+
+    // Resets the stream, classifies the name, clears the owning database and
+    // checks the file (throws when it cannot be read; marks it read only when
+    // it cannot be written).
+    void SetFile(const CString& file, bool readOnly);
+    // Starts a new file: classification without any check.
+    void Create(const CString& file);
+
+    bool IsXmlBased() const { return m_kind == 1; }
+    bool IsMdbBased() const { return m_kind == 2; }
+    bool IsReadOnly() const { return m_readOnly; }
+    bool IsSequentialAccess() const { return m_sequential; }
+    bool IsEof() const { return m_eof; }
+    bool IsValid() const { return m_valid; }
+    const CString& GetFile() const { return m_file; }
+    // The text between the last path separator and the last ".".
+    CString GetBareName() const;
+    // Takes effect for XML sources only.
+    void SetSequentialAccess(bool sequential);
+    // Closes the stream and marks the end of file.
+    void Release();
+    // The text of the next element at path (element names joined by "\",
+    // e.g. "\database\body\data\table"); false at the end of the file.
+    bool ExtractXmlNode(const CString& path, CString& text);
+
+protected:
+    bool CheckSource();
+
+private:
+    struct Stream;
+    void Reset();
+    void Classify(bool create);
+    bool OpenStream();
+    bool NextByte(BYTE& b);
+
+    DbDatabase* m_database;
+    int m_kind;
+    int m_formatChecked;
+    CString m_currentPath;
+    CString m_file;
+    std::unique_ptr<Stream> m_stream;
+    int m_bufferSize;
+    int m_bufferPosition;
+    CByteArray m_buffer;
+    bool m_eof;
+    bool m_readOnly;
+    bool m_sequential;
+    bool m_valid;
+};
+
+// The root of one in-memory database.
+class KORVAN_API DbDatabase : public DbItem {
+public:
+    static LONG m_openDbCount;   // databases alive in the process
+    static LONG m_queriesCount;  // running number of "Query_%d" names
+
+    // Nothing is read until the first access. Throws DbException when the
+    // file does not open.
+    explicit DbDatabase(const CString& file);
+    DbDatabase();
+    DbDatabase(const DbDatabase& other);
+    DbDatabase& operator=(const DbDatabase& other);
+    // Saves to the source file when something changed, then releases all.
+    ~DbDatabase() override;
+
+    uint64_t GetSize() const override;
+
+    // Always false: mdb files are written through the serializer.
+    virtual bool SaveMdb(const CString& file);
+    // Writes the database to file: XML for an "xml" extension (any case),
+    // SaveMdb for "mdb", false for anything else. A failed save leaves an
+    // existing file as it was.
+    virtual bool Save(const CString& file);
+    // Appends the "database" element (header and body) to parent, or to the
+    // document when parent is empty. False when any table failed.
+    virtual bool Save(pugi::xml_document& document, pugi::xml_node parent);
+
+    // Starts a new empty database for file with the "Header" and "Properties"
+    // tables, one empty row each.
+    bool Create(CString file);
+
+    // Registry. Every lookup reads the structure first. Names are matched
+    // without regard to case.
+    // Null (and a log line) when the name is taken.
+    DbTableInfo* CreateTable(CString name, DbTableInfo::eType type, const CString& sql = CString(),
+                             DbTableInfo* related = nullptr);
+    DbTableInfo* CreateTable(DbTableInfo* info);
+    // Also deletes every query computed from the table, directly or not.
+    void DeleteTable(const CString& name);
+    bool RenameTable(CString from, CString to);
+    bool IsTable(const CString& name);
+    DbTableInfo* GetTableInfo(CString name);
+    bool GetTableInfo(CString name, DbTableInfo& info);
+    DbTableInfo* FindTableInfo(const CString& name);
+    DbTableInfo* FindTableInfo(const DbTableData* data);
+    // The data as it stands, without reading or recomputing.
+    DbTableData* FindTableData(const CString& name);
+    // The data, read from a sequential source and recomputed when it is a
+    // stale query; null for an unknown name or an index past the end.
+    DbTableData* GetTableData(const CString& name);
+    DbTableData* GetTableData(size_t index);
+    DbTableDescr* GetTableDescr(const CString& name);
+    DbTableDescr* GetTableDescr(size_t index);
+    // REQUIRES: index below GetTablesCount().
+    CString GetTableName(size_t index);
+    int GetTablesCount();
+
+    DbTableDescr* GetHeaderDescr();
+    DbTableData* GetHeaderData();
+    DbSource* GetSource() { return m_source.get(); }
+    CString GetName() const;
+    bool IsOpen() const;
+    bool CanUpdate() const;
+
+    // The message log joined with "\r\n"; GetError hands the entries over and
+    // empties the log; ShowErrorLog writes it to standard error under the
+    // caption "Korvan".
+    CString GetErrorLog() const;
+    void GetError(std::vector<CString>& messages);
+    void ShowErrorLog() const;
+
+    // SQL: analysis of a SELECT into params (false and log lines when it is
+    // not usable), verification, and execution into a query table whose
+    // registry name is returned in name.
+    bool AnalyzeSQL(CString sql, parser::QueryAnalysisParams* params);
+    bool VerifySQL(CString sql);
+    bool Query(CString sql, CString& name);
+
+protected:
+    void ReadHeader();
+    void ReadStructure();
+    void LoadTables();
+    DbTableData* ReadNextTable();
+    DbTableData* ReadNextTableUntil(int position);
+    void ParseXmlDatabase();
+    void ParseXmlStructure(const CString& xml);
+    void ParseXmlTableData(const CString& xml);
+
+    void Clear();
+    void ClearTable(const CString& name);
+    void DeleteTableInfo(DbTableInfo* info);
+    // Keeps every table using descr in step with a new or deleted field.
+    void Update(const DbTableDescr* descr, size_t field, bool insert);
+    void Log(const CString& message);
+
+private:
+    friend class DbSource;
+    friend class DbTableDescr;
+    friend class DbTableData;
+
+    DbTableInfo* Create(const CString& name, DbTableInfo::eType type, DbTableDescr* descr,
+                        DbTableData* data, const CString& sql, DbTableInfo* related);
+    DbTableInfo* Create(const CString& name, DbTableInfo::eType type, const CString& sql,
+                        DbTableInfo* related);
+
+    std::unique_ptr<DbSource> m_source;
+    std::vector<std::pair<CString, DbTableDescr*>> m_descriptors;
+    std::vector<std::pair<CString, DbTableData*>> m_data;
+    std::map<CString, DbTableInfo> m_registry;
+    bool m_headerPending;
+    bool m_structurePending;
+    std::vector<CString> m_errorLog;
+    std::vector<CString> m_importLog;
+};
