@@ -205,7 +205,9 @@ protected:
     DbTableData* ReadNextTableUntil(int position);
     void ParseXmlDatabase();
     void ParseXmlStructure(const CString& xml);
-    void ParseXmlTableData(const CString& xml);
+    // Loads one "table" data element into target, or, without a target, into
+    // the table named by the element's first attribute.
+    void ParseXmlTableData(const CString& xml, DbTableData* target = nullptr);
 
     void Clear();
     void ClearTable(const CString& name);
