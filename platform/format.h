@@ -1,0 +1,16 @@
+// Internal printf engine behind CString::FormatV: the Windows wide printf
+// conventions on top of the C library's number formatting.
+#pragma once
+
+#include <cstdarg>
+#include <string>
+
+namespace korvan {
+
+// Appends the formatted text to out. %s, %ls and %ws take a wide string, %S
+// and %hs a narrow (UTF-8) one, %c a wide character, %hc and %C a narrow one;
+// integer lengths are C's plus I64, I32 and I (pointer-sized); %n writes
+// nothing. A null string argument prints "(null)".
+void AppendFormatted(std::wstring& out, const wchar_t* format, va_list args);
+
+}  // namespace korvan

@@ -1,0 +1,144 @@
+#include "platform/utf.h"
+
+#include <korvan/platform.h>
+
+namespace korvan {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+// Decodes one sequence starting at bytes[pos]; advances pos past what was
+// consumed. Returns false for an invalid sequence, leaving pos after the
+// longest prefix that could have started a valid one (at least one byte).
+bool DecodeOne(std::string_view bytes, size_t& pos, char32_t& out) {
+    const auto lead = static_cast<unsigned char>(bytes[pos++]);
+    if (lead < 0x80) {
+        out = lead;
+        return true;
+    }
+    int extra;
+    char32_t min;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        extra = 1, min = 0x80, out = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        extra = 2, min = 0x800, out = lead & 0x0F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        extra = 3, min = 0x10000, out = lead & 0x07;
+    } else {
+        return false;  // stray continuation byte, overlong lead or beyond U+10FFFF
+    }
+    for (int i = 0; i < extra; ++i) {
+        if (pos >= bytes.size()) {
+            return false;
+        }
+        const auto next = static_cast<unsigned char>(bytes[pos]);
+        if ((next & 0xC0) != 0x80) {
+            return false;
+        }
+        out = (out << 6) | (next & 0x3F);
+        ++pos;
+    }
+    return out >= min && out <= 0x10FFFF && (out < 0xD800 || out > 0xDFFF);
+}
+
+void AppendUtf8(std::string& out, char32_t c) {
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+        c = kReplacement;
+    }
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+}  // namespace
+
+bool DecodeUtf8(std::string_view bytes, std::wstring& out) {
+    out.clear();
+    out.reserve(bytes.size());
+    size_t pos = 0;
+    while (pos < bytes.size()) {
+        char32_t c;
+        if (!DecodeOne(bytes, pos, c)) {
+            out.clear();
+            return false;
+        }
+        out += static_cast<wchar_t>(c);
+    }
+    return true;
+}
+
+std::wstring DecodeUtf8Lenient(std::string_view bytes) {
+    std::wstring out;
+    out.reserve(bytes.size());
+    size_t pos = 0;
+    while (pos < bytes.size()) {
+        char32_t c;
+        out += static_cast<wchar_t>(DecodeOne(bytes, pos, c) ? c : kReplacement);
+    }
+    return out;
+}
+
+std::string EncodeUtf8(std::wstring_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (wchar_t ch : text) {
+        AppendUtf8(out, static_cast<char32_t>(ch));
+    }
+    return out;
+}
+
+std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
+    std::vector<BYTE> out;
+    out.reserve(text.size() * 2);
+    auto unit = [&out](uint32_t u) {
+        out.push_back(static_cast<BYTE>(u & 0xFF));
+        out.push_back(static_cast<BYTE>(u >> 8));
+    };
+    for (wchar_t ch : text) {
+        const auto c = static_cast<uint32_t>(ch);
+        if (c >= 0x10000 && c <= 0x10FFFF) {
+            unit(0xD800 + ((c - 0x10000) >> 10));
+            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            unit(c <= 0xFFFF ? c : 0xFFFD);
+        }
+    }
+    return out;
+}
+
+std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count) {
+    std::wstring out;
+    out.reserve(count / 2 + 1);
+    size_t i = 0;
+    for (; i + 1 < count; i += 2) {
+        const uint32_t u = bytes[i] | (static_cast<uint32_t>(bytes[i + 1]) << 8);
+        const bool high = u >= 0xD800 && u <= 0xDBFF;
+        if (high && i + 3 < count) {
+            const uint32_t next = bytes[i + 2] | (static_cast<uint32_t>(bytes[i + 3]) << 8);
+            if (next >= 0xDC00 && next <= 0xDFFF) {
+                out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (next - 0xDC00));
+                i += 2;
+                continue;
+            }
+        }
+        out += static_cast<wchar_t>(u);
+    }
+    if (i < count) {
+        out += static_cast<wchar_t>(bytes[i]);  // a dangling odd byte
+    }
+    return out;
+}
+
+}  // namespace korvan
