@@ -9,6 +9,7 @@
 #include <memory>
 #include <string_view>
 
+#include "model/Db_DecimalSeparator.h"
 #include "platform/unicode.h"
 
 namespace korvan {
@@ -102,8 +103,20 @@ CString StripConstant(const CString& text) {
     return stripped;
 }
 
+// Both "." and "," become the separator of the current locale, so 2.5 and
+// 2,5 convert under any locale (a thousands separator is not supported).
+void NormaliseDecimal(CString& constant, VARTYPE fieldType) {
+    if (fieldType != VT_R4 && fieldType != VT_R8) {
+        return;
+    }
+    const wchar_t separator = CurrentDecimalSeparator();
+    constant.Replace(L'.', separator);
+    constant.Replace(L',', separator);
+}
+
 // The constant as a value of the field's type; false when it does not convert.
-bool ConstantValue(const CString& constant, VARTYPE fieldType, CComVariant& value) {
+bool ConstantValue(CString constant, VARTYPE fieldType, CComVariant& value) {
+    NormaliseDecimal(constant, fieldType);
     value = constant;
     return SUCCEEDED(VariantChangeType(&value, &value, 0, fieldType));
 }
