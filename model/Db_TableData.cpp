@@ -1,35 +1,8 @@
 #include <korvan/database.h>
 #include <korvan/model.h>
 
+#include "model/Db_BinarySearch.h"
 #include "model/Db_RowXml.h"
-
-namespace {
-
-// The binary search shared by the SpatialIndex forms: compare(i) compares
-// the searched key with the i-th of count entries. lo and hi are signed; an
-// equal entry ends the search at once, so it need not be the first of
-// several equal ones.
-template <typename Compare>
-uint64_t Search(size_t count, Compare compare, DbTableRow::eCmpResult& result) {
-    int64_t lo = 0;
-    int64_t hi = static_cast<int64_t>(count) - 1;
-    result = DbTableRow::cmpEqual;
-    while (hi >= lo) {
-        const int64_t mid = (lo + hi) / 2;
-        result = compare(static_cast<size_t>(mid));
-        if (result == DbTableRow::cmpEqual) {
-            lo = mid;
-            hi = mid - 1;
-        } else if (result == DbTableRow::cmpLess) {
-            hi = mid - 1;
-        } else {
-            lo = mid + 1;
-        }
-    }
-    return static_cast<uint64_t>(lo);
-}
-
-}  // namespace
 
 DbTableData::DbTableData(DbDatabase* db, DbTableDescr* descr)
     : DbItem(db),
@@ -167,7 +140,7 @@ DbTableRow::eCmpResult DbTableData::SpatialIndex(DbTableDescr::DbIndex* index,
     const std::vector<uint64_t>& fields = index->m_fieldPositions;
     const std::vector<uint64_t>& order = index->m_rowOrder;
     if (order.empty()) {
-        pos = Search(
+        pos = korvan::BinarySearch(
             rows->GetRowsCount(),
             [&](size_t i) {
                 return DbTableRow::CompareEx(fields, keys, count,
@@ -175,7 +148,7 @@ DbTableRow::eCmpResult DbTableData::SpatialIndex(DbTableDescr::DbIndex* index,
             },
             result);
     } else {
-        pos = Search(
+        pos = korvan::BinarySearch(
             order.size(),
             [&](size_t i) {
                 return DbTableRow::CompareEx(fields, keys, count,
@@ -193,7 +166,7 @@ uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
         return 0;
     }
     DbTableRow::eCmpResult result;
-    return Search(
+    return korvan::BinarySearch(
         sorted.size(),
         [&](size_t i) { return row.CompareEx(fields, *rows->GetRow(static_cast<int>(sorted[i]))); },
         result);
@@ -207,7 +180,7 @@ uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
         return 0;
     }
     DbTableRow::eCmpResult result;
-    return Search(
+    return korvan::BinarySearch(
         sorted.size(),
         [&](size_t i) {
             return DbTableRow::CompareEx(fields, keys, *rows->GetRow(static_cast<int>(sorted[i])));
