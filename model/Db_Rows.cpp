@@ -30,11 +30,6 @@ void RemovePosition(std::vector<uint64_t>& order, uint64_t position) {
 
 }  // namespace
 
-const CComVariant& DbRows::DefaultOf(uint64_t field) const {
-    const DbTableDescr& descr = *m_descr;
-    return descr.GetField(static_cast<int>(field)).GetValue();
-}
-
 DbRows::DbRows(DbItem* parent, DbTableDescr* descr)
     : DbItem(parent), m_descr(descr), m_store(new std::vector<DbTableRow*>()), m_boundTo(nullptr) {}
 
@@ -61,7 +56,7 @@ DbTableRow* DbRows::NewRow(bool withDefaults) {
         row->m_fields.push_back(cell);
         if (withDefaults) {
             // A plain copy: the new cells do not count as changed.
-            cell->m_value = DefaultOf(i);
+            cell->m_value = m_descr->GetField(static_cast<int>(i)).GetValue();
         }
     }
     return row;
@@ -118,7 +113,7 @@ void DbRows::Update(uint64_t field, bool insert) {
             // The new cell starts with the column's default, so that it has
             // the column's type.
             if (m_descr && field < m_descr->GetFieldCount()) {
-                cell->m_value = DefaultOf(field);
+                cell->m_value = m_descr->GetField(static_cast<int>(field)).GetValue();
             }
             cells.insert(at, cell);
         } else {

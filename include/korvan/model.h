@@ -302,6 +302,7 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
     size_t GetFieldCount() const { return m_fields.size(); }
     // REQUIRES: the field exists (no range check).
     DbFieldDescr& GetField(const CString& name);
+    DbFieldDescr& GetField(int i);
     DbFieldDescr& GetField(int i) const;
     DbFieldDescr& operator[](const CString& name);
     DbFieldDescr& operator[](uint64_t i);
@@ -430,8 +431,6 @@ class KORVAN_API DbRows : public DbItem {
 
   private:
     DbTableRow* NewRow(bool withDefaults);
-    // REQUIRES: the descriptor has the field.
-    const CComVariant& DefaultOf(uint64_t field) const;
 
     DbTableDescr* m_descr;
     std::vector<uint64_t> m_order;
