@@ -49,11 +49,22 @@ DbFieldValue& DbTableRow::operator[](const CString& name) {
 }
 
 void DbTableRow::SetValue(const CString& field, const CString& text) {
-    (*this)[field].ValueFromString(m_descr->GetField(field), text);
+    const int i = FindCell(field);
+    if (i >= 0) {
+        m_fields[static_cast<size_t>(i)]->ValueFromString(m_descr->GetField(i), text);
+    }
 }
 
 void DbTableRow::SetValue(const CString& field, const CComVariant& v) {
-    (*this)[field].SetValue(v);
+    const int i = FindCell(field);
+    if (i >= 0) {
+        m_fields[static_cast<size_t>(i)]->SetValue(v);
+    }
+}
+
+int DbTableRow::FindCell(const CString& field) const {
+    const int i = m_descr ? m_descr->GetFieldIndex(field) : -1;
+    return static_cast<size_t>(i) < m_fields.size() ? i : -1;
 }
 
 bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {

@@ -359,6 +359,7 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     DbTableDescr* GetTableDescr() const { return m_descr; }
     void SetTableDescr(DbTableDescr* descr) { m_descr = descr; }
 
+    // Nothing happens for a field the descriptor does not have.
     void SetValue(const CString& field, const CString& text);
     void SetValue(const CString& field, const CComVariant& v);
 
@@ -392,6 +393,9 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     void SetFieldValuePtr(uint64_t i, DbFieldValue* v);
 
   private:
+    // The position of the named field's cell; -1 when there is none.
+    int FindCell(const CString& field) const;
+
     friend class DbRows;
 
     std::vector<DbFieldValue*> m_fields;
