@@ -49,16 +49,7 @@ DbRows::~DbRows() {
 DbTableRow* DbRows::NewRow(bool withDefaults) {
     auto* row = new DbTableRow(m_boundTo ? static_cast<DbItem*>(m_boundTo) : this);
     row->SetTableDescr(m_descr);
-    const size_t count = m_descr ? m_descr->GetFieldCount() : 0;
-    row->m_fields.reserve(count);
-    for (size_t i = 0; i < count; ++i) {
-        auto* cell = new DbFieldValue(row, static_cast<int>(i));
-        row->m_fields.push_back(cell);
-        if (withDefaults) {
-            // A plain copy: the new cells do not count as changed.
-            cell->m_value = m_descr->GetField(static_cast<int>(i)).GetValue();
-        }
-    }
+    row->CreateCells(withDefaults);
     return row;
 }
 
@@ -117,7 +108,7 @@ void DbRows::Update(uint64_t field, bool insert) {
             }
             cells.insert(at, cell);
         } else {
-            delete *at;
+            row->DestroyCell(*at);
             cells.erase(at);
         }
         for (size_t later = field + (insert ? 1 : 0); later < cells.size(); ++later) {

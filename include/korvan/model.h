@@ -69,6 +69,8 @@ class KORVAN_API DbItem {
     // Forgets every child without touching them; an owner about to destroy
     // all its children calls this first so that each removal is immediate.
     void ReleaseChildren();
+    // Makes room for count more children in one step.
+    void ReserveChildren(size_t count);
     size_t GetChildCount() const { return m_children.size(); }
 
   private:
@@ -393,13 +395,19 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     void SetFieldValuePtr(uint64_t i, DbFieldValue* v);
 
   private:
+    friend class DbRows;
+
     // The position of the named field's cell; -1 when there is none.
     int FindCell(const CString& field) const;
-
-    friend class DbRows;
+    // Makes one cell per field of the descriptor, all in one allocation.
+    void CreateCells(bool withDefaults);
+    // Destroys a cell of this row, made with the row or added later.
+    void DestroyCell(DbFieldValue* cell);
 
     std::vector<DbFieldValue*> m_fields;
     DbTableDescr* m_descr;
+    DbFieldValue* m_cellBlock;  // the cells made with the row
+    size_t m_cellBlockSize;
 };
 
 // The rows of a table, as positions into a row store. A container bound to
