@@ -346,7 +346,9 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
 
     // A "row" element with one attribute per field, named by its safe name.
     bool Save(pugi::xml_document& doc, pugi::xml_node parent) override;
-    // Fills the cells from the attributes named by the fields' safe names.
+    // Fills the cells from the attributes named by the fields' safe names
+    // (through each field's text conversion); unknown attributes are ignored,
+    // a field without an attribute gets its default value.
     bool Load(pugi::xml_node element) override;
     uint64_t GetSize() const override;
 
