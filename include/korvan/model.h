@@ -23,8 +23,8 @@
 #include <pugixml.hpp>
 
 #include <cstdint>
-#include <unordered_map>
 #include <map>
+#include <unordered_map>
 #include <vector>
 
 class DbDatabase;
@@ -37,7 +37,7 @@ class DbRows;
 // Item tree and change tracking.
 
 class KORVAN_API DbItem {
-public:
+  public:
     // Registers the new item at the end of the parent's child list.
     explicit DbItem(DbItem* parent = nullptr);
     // Copies parent and (shallowly) the child list without registering the
@@ -63,15 +63,17 @@ public:
     // Estimated bytes of the whole subtree.
     virtual uint64_t CalcSize() const;
 
-protected:
+  protected:
     void AddChild(DbItem* child);
     void RemoveChild(DbItem* child);
     // Forgets every child without touching them; an owner about to destroy
     // all its children calls this first so that each removal is immediate.
     void ReleaseChildren();
+    // Makes room for count more children in one step.
+    void ReserveChildren(size_t count);
     size_t GetChildCount() const { return m_children.size(); }
 
-private:
+  private:
     DbItem* m_parent;
     std::vector<DbItem*> m_children;
     LONG m_changeId;
@@ -85,7 +87,7 @@ private:
 // in doc; Load fills the object from the element Save wrote. Both return
 // true on success.
 class KORVAN_API DbXmlSerializable {
-public:
+  public:
     DbXmlSerializable() = default;
     DbXmlSerializable(const DbXmlSerializable&) = default;
     DbXmlSerializable(DbXmlSerializable&&) = default;
@@ -102,7 +104,7 @@ public:
 
 // The library's exception, thrown by pointer: throw new DbException(...).
 class KORVAN_API DbException : public CException {
-public:
+  public:
     DbException() = default;
     // Message: "Korvan exception thrown\r\nFile: <file> @ <line>\r\nMessage: <message>".
     DbException(const char* file, int line, CString message);
@@ -115,7 +117,7 @@ public:
                         unsigned int* helpContext = nullptr) const override;
     const CString& Message() const { return m_message; }
 
-private:
+  private:
     CString m_message;
 };
 
@@ -129,7 +131,7 @@ class DbFieldDescr;
 
 // One cell: a null flag and a variant whose type is the field's type.
 class KORVAN_API DbFieldValue : public DbItem {
-public:
+  public:
     DbFieldValue(DbItem* parent, int index);
     DbFieldValue(const DbFieldValue& other);
     // Copies the null flag and the value; index and tree links stay.
@@ -164,16 +166,21 @@ public:
     // anything else.
     void ValueToString(CString& out) const;
 
-protected:
+  protected:
     int m_index;
     bool m_null;
     CComVariant m_value;
+
+  private:
+    // The owners renumber the cells and fields that move.
+    friend class DbRows;
+    friend class DbTableDescr;
 };
 
 // A column: name, flags and a default value whose variant type is the
 // column's type.
 class KORVAN_API DbFieldDescr : public DbFieldValue {
-public:
+  public:
     enum eFieldType {
         ftUnknown = 0,
         ftBoolean = 1,
@@ -218,10 +225,10 @@ public:
 
     uint64_t GetSize() const override;
 
-protected:
+  protected:
     void SetDefaultValue(VARTYPE vt, CComVariant& value);
 
-private:
+  private:
     friend class DbFieldValue;
 
     bool m_required;
@@ -239,11 +246,11 @@ KORVAN_API void ConvertToMultibyte(CComVariant& target, const CString& text);
 // Table descriptor and indexes.
 
 class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
-public:
+  public:
     // A named index: the fields it orders by, and the table's row numbers in
     // ascending key order (filled by its users).
     class KORVAN_API DbIndex {
-    public:
+      public:
         explicit DbIndex(const CString& name);
         DbIndex(const CString& name, const std::vector<CString>& fields);
         DbIndex(const CString& name, const CString& field);
@@ -297,6 +304,7 @@ public:
     size_t GetFieldCount() const { return m_fields.size(); }
     // REQUIRES: the field exists (no range check).
     DbFieldDescr& GetField(const CString& name);
+    DbFieldDescr& GetField(int i);
     DbFieldDescr& GetField(int i) const;
     DbFieldDescr& operator[](const CString& name);
     DbFieldDescr& operator[](uint64_t i);
@@ -309,10 +317,10 @@ public:
     DbDatabase* GetDatabase() const { return m_database; }
     const std::vector<DbFilter*>& GetFilters() const { return m_filters; }
 
-protected:
+  protected:
     virtual bool CreateIndex(CString name, DbIndex* index);
 
-private:
+  private:
     void RebuildNameMap() const;
 
     std::vector<DbFieldDescr*> m_fields;
@@ -327,7 +335,7 @@ private:
 // Rows and table data.
 
 class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
-public:
+  public:
     enum eCmpResult { cmpEqual = 0, cmpLess = 1, cmpGreater = 2 };
     typedef bool (*ValueTest)(const CComVariant& left, const CComVariant& right);
 
@@ -353,6 +361,7 @@ public:
     DbTableDescr* GetTableDescr() const { return m_descr; }
     void SetTableDescr(DbTableDescr* descr) { m_descr = descr; }
 
+    // Nothing happens for a field the descriptor does not have.
     void SetValue(const CString& field, const CString& text);
     void SetValue(const CString& field, const CComVariant& v);
 
@@ -368,8 +377,7 @@ public:
     // True when test(this cell, other cell) holds for every listed field.
     bool Compare(const std::vector<uint64_t>& fields, ValueTest test,
                  const DbTableRow& other) const;
-    bool Compare(const std::vector<CString>& names, ValueTest test,
-                 const DbTableRow& other) const;
+    bool Compare(const std::vector<CString>& names, ValueTest test, const DbTableRow& other) const;
     // The first unequal listed field decides: cmpGreater when this cell is
     // greater, else cmpLess; cmpEqual when all are equal.
     eCmpResult CompareEx(const std::vector<uint64_t>& fields, const DbTableRow& other) const;
@@ -383,21 +391,30 @@ public:
     // Lets the descriptor's filters compute their outcome for this row.
     void Evaluate();
 
-protected:
+  protected:
     void SetFieldValuePtr(uint64_t i, DbFieldValue* v);
 
-private:
+  private:
     friend class DbRows;
+
+    // The position of the named field's cell; -1 when there is none.
+    int FindCell(const CString& field) const;
+    // Makes one cell per field of the descriptor, all in one allocation.
+    void CreateCells(bool withDefaults);
+    // Destroys a cell of this row, made with the row or added later.
+    void DestroyCell(DbFieldValue* cell);
 
     std::vector<DbFieldValue*> m_fields;
     DbTableDescr* m_descr;
+    DbFieldValue* m_cellBlock;  // the cells made with the row
+    size_t m_cellBlockSize;
 };
 
 // The rows of a table, as positions into a row store. A container bound to
 // another container's store shows a chosen subset in a chosen order without
 // copying rows.
 class KORVAN_API DbRows : public DbItem {
-public:
+  public:
     DbRows(DbItem* parent, DbTableDescr* descr);
     // Destroys the store and its rows unless bound.
     ~DbRows() override;
@@ -424,7 +441,7 @@ public:
     DbTableDescr* GetTableDescr() const { return m_descr; }
     const std::vector<uint64_t>& GetOrder() const { return m_order; }
 
-private:
+  private:
     DbTableRow* NewRow(bool withDefaults);
 
     DbTableDescr* m_descr;
@@ -435,7 +452,7 @@ private:
 
 // A table's rows with lazy parsing from stored XML text and index search.
 class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
-public:
+  public:
     DbTableData(DbDatabase* db, DbTableDescr* descr);
     ~DbTableData() override;
     DbTableData(const DbTableData&) = delete;
@@ -477,14 +494,17 @@ public:
     DbTableRow::eCmpResult SpatialIndex(DbTableDescr::DbIndex* index, const CComVariant* keys,
                                         int count, uint64_t& pos);
     // The same search over a sorted list of row numbers; returns the position.
-    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted,
-                          const std::vector<uint64_t>& fields, const DbTableRow& row);
-    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted,
-                          const std::vector<uint64_t>& fields,
+    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted, const std::vector<uint64_t>& fields,
+                          const DbTableRow& row);
+    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted, const std::vector<uint64_t>& fields,
                           const std::vector<CComVariant>& keys);
 
-private:
+  private:
+    friend class DbTableRow;
+
     bool ParseXmlData();
+    // Appends message to db's log; nothing without a database.
+    static void Log(DbDatabase* db, const CString& message);
 
     DbRows* m_rows;
     CString m_xmlSource;
