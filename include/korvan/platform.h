@@ -428,6 +428,16 @@ public:
     HRESULT Copy(const VARIANT* src);
     // VariantChangeType(this, src ? src : this, 0, vt).
     HRESULT ChangeType(VARTYPE vt, const VARIANT* src = nullptr);
+
+private:
+    // Copy; on failure VT_ERROR holding the failure, which is then raised.
+    void InternalCopy(const VARIANT* src);
+    // Clear; a failure is raised.
+    void ClearThrow();
+    // Clears a value of another type and takes the new type.
+    void SetType(VARTYPE type);
+    // A new BSTR; VT_ERROR and E_OUTOFMEMORY raised when it cannot be made.
+    void SetText(const wchar_t* text, size_t length);
 };
 
 // ---------------------------------------------------------------------------
