@@ -311,7 +311,9 @@ bool DbSource::ExtractXmlNode(const CString& path, CString& text) {
             m_currentPath += L"\\" + name;
             if (!stream.capturing && SamePath(m_currentPath, path)) {
                 stream.capturing = true;
-                stream.capture = "<" + name.ToUtf8() + static_cast<char>(delimiter);
+                stream.capture.assign(1, '<');
+                stream.capture += name.ToUtf8();
+                stream.capture += static_cast<char>(delimiter);
             }
             if (scanner.FinishStartTag(delimiter, offset)) {
                 PopComponent(m_currentPath);
