@@ -153,6 +153,22 @@ int TextCollator::CompareWithIcu(std::wstring_view left, std::wstring_view right
     return ucol_strcoll(m_collator, a.data(), a.length(), b.data(), b.length());
 }
 
+std::string TextCollator::SortKey(std::wstring_view text) {
+    SetIgnoreCase(false);
+    const Utf16Text utf16(text);
+    std::string key(64, '\0');
+    for (;;) {
+        const int32_t size = ucol_getSortKey(m_collator, utf16.data(), utf16.length(),
+                                             reinterpret_cast<uint8_t*>(key.data()),
+                                             static_cast<int32_t>(key.size()));
+        if (static_cast<size_t>(size) <= key.size()) {
+            key.resize(static_cast<size_t>(size));
+            return key;
+        }
+        key.resize(static_cast<size_t>(size));
+    }
+}
+
 // With every printable ASCII character a single collation element of its own
 // (no contraction, no expansion, a primary weight that is not ignorable) and
 // the characters of one primary weight alike at the secondary level, ICU
