@@ -477,7 +477,8 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     // source; mark the data changed. Return the position of the first new row.
     uint64_t AddRow();
     uint64_t AddRows(uint64_t count);
-    // Parses a pending XML source first; marks the data changed.
+    // Parses a pending XML source first; marks the data changed when a row
+    // was deleted.
     void DeleteRow(uint64_t i);
     void Update(uint64_t field, bool insert);
     // Parses a pending XML source first.
