@@ -164,7 +164,7 @@ std::wstring FormatReal(double value, int precision, wchar_t decimalPoint) {
     if (value == 0.0) {
         return L"0";
     }
-    char digits[kDigitCapacity];
+    char digits[kDigitCapacity] = {};
     int exponent = 0;
     int count = SignificantDigits(std::fabs(value), precision, digits, exponent);
     count = RoundDigits(digits, count, precision, exponent);
