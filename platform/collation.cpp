@@ -7,6 +7,7 @@
 #include <clocale>
 #include <memory>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "platform/process_locale.h"
@@ -71,9 +72,10 @@ class Utf16Text {
     int32_t m_length = 0;
 };
 
-// Whether a set of contractions or expansions involves a printable ASCII
-// character, which the shortcut could not follow.
-bool TouchesPrintableAscii(const USet* set) {
+// Whether a set of contractions or expansions has an entry that can occur in
+// a text of printable ASCII, which the shortcut could not follow. Entries
+// with other characters (root's "L" + U+00B7, for one) never match there.
+bool ReachesPrintableAscii(const USet* set) {
     const int32_t items = uset_getItemCount(set);
     for (int32_t i = 0; i < items; ++i) {
         UChar32 start = 0;
@@ -88,7 +90,7 @@ bool TouchesPrintableAscii(const USet* set) {
             if (start <= kLastPrintable && end >= kFirstPrintable) {
                 return true;
             }
-        } else if (std::any_of(text, text + length, [](UChar c) { return IsPrintableAscii(c); })) {
+        } else if (std::all_of(text, text + length, [](UChar c) { return IsPrintableAscii(c); })) {
             return true;
         }
     }
@@ -100,14 +102,14 @@ std::unique_ptr<TextCollator> g_current;
 }  // namespace
 
 TextCollator* TextCollator::Current() {
-    const char* name = std::setlocale(LC_COLLATE, nullptr);
-    const std::string localeName = name ? name : "C";
+    const char* current = std::setlocale(LC_COLLATE, nullptr);
+    const char* localeName = current ? current : "C";
     if (g_current && g_current->m_localeName == localeName) {
         return g_current.get();
     }
     g_current.reset();
     UErrorCode status = U_ZERO_ERROR;
-    UCollator* collator = ucol_open(IcuLocaleId(localeName.c_str()).c_str(), &status);
+    UCollator* collator = ucol_open(IcuLocaleId(localeName).c_str(), &status);
     if (U_FAILURE(status)) {
         status = U_ZERO_ERROR;
         collator = ucol_open("", &status);
@@ -149,6 +151,22 @@ int TextCollator::CompareWithIcu(std::wstring_view left, std::wstring_view right
     const Utf16Text a(left);
     const Utf16Text b(right);
     return ucol_strcoll(m_collator, a.data(), a.length(), b.data(), b.length());
+}
+
+std::string TextCollator::SortKey(std::wstring_view text) {
+    SetIgnoreCase(false);
+    const Utf16Text utf16(text);
+    std::string key(64, '\0');
+    for (;;) {
+        const int32_t size = ucol_getSortKey(m_collator, utf16.data(), utf16.length(),
+                                             reinterpret_cast<uint8_t*>(key.data()),
+                                             static_cast<int32_t>(key.size()));
+        if (static_cast<size_t>(size) <= key.size()) {
+            key.resize(static_cast<size_t>(size));
+            return key;
+        }
+        key.resize(static_cast<size_t>(size));
+    }
 }
 
 // With every printable ASCII character a single collation element of its own
@@ -194,8 +212,8 @@ bool TextCollator::AsciiTablesApply() const {
     USet* contractions = uset_openEmpty();
     USet* expansions = uset_openEmpty();
     ucol_getContractionsAndExpansions(m_collator, contractions, expansions, true, &status);
-    const bool touched = U_FAILURE(status) || TouchesPrintableAscii(contractions) ||
-                         TouchesPrintableAscii(expansions);
+    const bool touched = U_FAILURE(status) || ReachesPrintableAscii(contractions) ||
+                         ReachesPrintableAscii(expansions);
     uset_close(contractions);
     uset_close(expansions);
     return !touched;

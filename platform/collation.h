@@ -29,6 +29,10 @@ class TextCollator {
     int Compare(std::wstring_view left, std::wstring_view right, bool ignoreCase);
     // The same through ICU alone.
     int CompareWithIcu(std::wstring_view left, std::wstring_view right, bool ignoreCase);
+    // ICU's sort key at tertiary strength: texts that Compare calls equal
+    // (case not ignored) have equal keys, so a hash of the key suits
+    // containers keyed by collation equality.
+    std::string SortKey(std::wstring_view text);
 
   private:
     TextCollator(UCollator* collator, std::string localeName);

@@ -248,6 +248,7 @@ HRESULT CComVariant::ChangeType(VARTYPE type, const VARIANT* src) {
 void CComVariant::InternalCopy(const VARIANT* src) {
     const HRESULT hr = Copy(src);
     if (FAILED(hr)) {
+        Clear();  // VariantCopy may fail before clearing: keep nothing owned
         vt = VT_ERROR;
         scode = hr;
         AtlThrow(hr);
