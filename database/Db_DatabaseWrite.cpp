@@ -132,9 +132,11 @@ bool DbDatabase::Save(const CString& file) {
                                   std::strerror(error)));
                 return false;
             }
-            // The file now holds everything: nothing is left to save.
+            // The file now holds everything: nothing is left to save, and
+            // nothing of an earlier, damaged file is left to protect.
             if (file == m_source->GetFile()) {
                 Sync();
+                m_readFailed = false;
             }
             return true;
         }

@@ -266,3 +266,23 @@ TEST(Registry, StaleQueriesAreRecomputedInPlace) {
     EXPECT_FALSE(db.IsTable(second));
     EXPECT_EQ(db.GetTablesCount(), 2);
 }
+
+TEST(Registry, MdbSourcesHoldOnlyTheHeaderTablesUntilImported) {
+    ScratchDir dir;
+    WriteBytes(dir.Path("cat.mdb"), "not read");
+    struct Restore {
+        ~Restore() { DbSource::ForceXML = true; }
+    } restore;
+    DbSource::ForceXML = false;
+    {
+        DbDatabase db(dir.File("cat.mdb"));
+        ASSERT_TRUE(db.GetSource()->IsMdbBased());
+        EXPECT_EQ(db.GetTablesCount(), 2);
+        EXPECT_EQ(LogOf(db)[0],
+                  CString(("Importing mdb file '" + dir.Path("cat.mdb") + "'").c_str()));
+        EXPECT_FALSE(db.IsChanged());
+        db.GetHeaderData()->GetRow(0)->SetValue(L"title", CString(L"changed"));
+        EXPECT_FALSE(db.Save(dir.File("cat.mdb")));  // mdb files are never written here
+    }
+    EXPECT_EQ(ReadBytes(dir.Path("cat.mdb")), "not read");
+}
