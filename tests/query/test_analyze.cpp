@@ -17,7 +17,7 @@ using Lines = std::vector<std::string>;
 class AnalyzeTest : public ::testing::Test {
   protected:
     AnalyzeTest() {
-        db.Create(L"analyze.db");
+        db.Create(L"");  // no file: nothing is ever written
         parts = querytest::MakeTable(db, L"Parts",
                                      {{L"id", DbFieldDescr::ftLong},
                                       {L"Name", DbFieldDescr::ftText},
