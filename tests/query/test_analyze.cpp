@@ -111,94 +111,55 @@ TEST_F(AnalyzeTest, WritesOneLinePerProblem) {
     }
 }
 
+// The record in one line: fields, tables, conditions, clause, ORDER BY,
+// then "desc", "top n" and "distinct" when set.
+std::string Summary(const parser::QueryAnalysisParams& p) {
+    auto join = [](const std::vector<CString>& words) {
+        std::string text;
+        for (const CString& w : words) {
+            text += (text.empty() ? "" : "|") + w.ToUtf8();
+        }
+        return text;
+    };
+    std::string text = join(p.fields) + " / " + join(p.tables) + " / " + join(p.conditions) +
+                       " / " + p.clause->GetClauseString() + " / " + join(p.orderBy);
+    text += p.descending ? " desc" : "";
+    text += p.top >= 0 ? " top " + std::to_string(p.top) : "";
+    text += p.distinct ? " distinct" : "";
+    return text;
+}
+
 TEST_F(AnalyzeTest, FillsTheAnalysisRecord) {
     struct Case {
         const wchar_t* sql;
-        Lines fields;
-        Lines tables;
-        Lines conditions;
-        std::string clause;
-        Lines orderBy;
-        bool descending;
-        int top;
-        bool distinct;
+        std::string summary;
     };
     const Case cases[] = {
-        {L"SELECT * FROM [Parts]", {"*"}, {"parts"}, {}, "", {}, false, -1, false},
+        {L"SELECT * FROM [Parts]", "* / parts /  /  / "},
         {L"select id, name from parts where weight = 5 and qty < 3 order by id desc",
-         {"id", "name"},
-         {"parts"},
-         {"weight = 5", "qty < 3"},
-         "exp AND exp",
-         {"id"},
-         true,
-         -1,
-         false},
-        {L"select top 10 name from parts", {"name"}, {"parts"}, {}, "", {}, false, 10, false},
-        {L"select distinct top 3x name from parts;",
-         {"name"},
-         {"parts"},
-         {},
-         "",
-         {},
-         false,
-         3,
-         true},
-        {L"select top many name from parts", {"name"}, {"parts"}, {}, "", {}, false, 0, false},
-        // Operators are spaced; two-character ones stay whole.
+         "id|name / parts / weight = 5|qty < 3 / exp AND exp / id desc"},
+        {L"select top 10 name from parts", "name / parts /  /  /  top 10"},
+        {L"select distinct top 3x name from parts;", "name / parts /  /  /  top 3 distinct"},
+        {L"select top many name from parts", "name / parts /  /  /  top 0"},
+        // Operators are spaced; two-character ones stay whole, quotes are
+        // left alone.
         {L"select id from parts where not(id>=5)or(qty<>2)and name=='x'",
-         {"id"},
-         {"parts"},
-         {"id >= 5", "qty <> 2", "name == 'x'"},
-         "NOT ( exp ) OR ( exp ) AND exp",
-         {},
-         false,
-         -1,
-         false},
+         "id / parts / id >= 5|qty <> 2|name == 'x' / NOT ( exp ) OR ( exp ) AND exp / "},
         {L"select id from parts where name = 'A (b) = c'",
-         {"id"},
-         {"parts"},
-         {"name = 'A (b) = c'"},
-         "exp",
-         {},
-         false,
-         -1,
-         false},
+         "id / parts / name = 'A (b) = c' / exp / "},
         {L"select id from parts, [t2] order by [weight] asc, name desc, qty",
-         {"id"},
-         {"parts", "t2"},
-         {},
-         "",
-         {"weight", "name", "qty"},
-         true,
-         -1,
-         false},
+         "id / parts|t2 /  /  / weight|name|qty desc"},
         // "by" is a keyword only after "order"; anything between the two
         // words is lost with the ORDER BY list.
-        {L"select id from parts order x by id", {"id"}, {"parts"}, {}, "", {}, false, -1, false},
-        {L"select by from parts", {"by"}, {"parts"}, {}, "", {}, false, -1, false},
-        {L"select id from parts where name = 'abc",
-         {"id"},
-         {"parts"},
-         {"name = 'abc"},
-         "exp",
-         {},
-         false,
-         -1,
-         false},
+        {L"select id from parts order x by id", "id / parts /  /  / "},
+        {L"select by from parts", "by / parts /  /  / "},
+        {L"select id from parts where name = 'abc", "id / parts / name = 'abc / exp / "},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(CString(c.sql).ToUtf8());
         parser::QueryAnalysisParams params;
         db.AnalyzeSQL(c.sql, &params);
-        EXPECT_EQ(Utf8(params.fields), c.fields);
-        EXPECT_EQ(Utf8(params.tables), c.tables);
-        EXPECT_EQ(Utf8(params.conditions), c.conditions);
-        EXPECT_EQ(params.clause->GetClauseString(), c.clause);
-        EXPECT_EQ(Utf8(params.orderBy), c.orderBy);
-        EXPECT_EQ(params.descending, c.descending);
-        EXPECT_EQ(params.top, c.top);
-        EXPECT_EQ(params.distinct, c.distinct);
+        EXPECT_EQ(Summary(params), c.summary);
         EXPECT_TRUE(params.extra.empty());
         EXPECT_TRUE(params.pendingCondition.empty());
         parts->descr->ClearFilters();
