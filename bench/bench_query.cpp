@@ -59,7 +59,8 @@ void Distinct(DbDatabase& db, DbTableData* data, const wchar_t* field, uint64_t 
     for (int r = 0; r < head; ++r) {
         const DbTableRow* row = data->GetRow(r);
         const bool seen = std::any_of(kept.begin(), kept.end(), [&](const DbTableRow* k) {
-            return (*row)[index].GetVariant() == (*k)[index].GetVariant();
+            const VARIANT& other = (*k)[index].GetVariant();
+            return (*row)[index].GetVariant() == other;
         });
         if (!seen) {
             kept.push_back(row);
@@ -69,8 +70,8 @@ void Distinct(DbDatabase& db, DbTableData* data, const wchar_t* field, uint64_t 
     DbTableData* distinct = db.GetTableData(name);
     bool same = distinct->size() == kept.size();
     for (size_t i = 0; same && i < kept.size(); ++i) {
-        same = distinct->GetRow(static_cast<int>(i))->GetField(0).GetVariant() ==
-               (*kept[i])[index].GetVariant();
+        const VARIANT& expected = (*kept[i])[index].GetVariant();
+        same = distinct->GetRow(static_cast<int>(i))->GetField(0).GetVariant() == expected;
     }
     Report(CString(L"distinct " + CString(field)).ToUtf8().c_str(), fast, plain, same);
 }

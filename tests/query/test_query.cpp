@@ -64,6 +64,9 @@ TEST_F(QueryTest, AnswersFollowTheRules) {
          {{"2", "null"}, {"3", "4"}, {"3", "1"}, {"5", "5"}}},
         {L"select a, c from t where a > 1 order by a desc",
          {{"5", "5"}, {"3", "1"}, {"3", "4"}, {"2", "null"}}},
+        // A name that is no field does not order.
+        {L"select a from t order by nope desc", {{"3"}, {"1"}, {"2"}, {"3"}, {"5"}, {"1"}}},
+        {L"select a from t where a > 2 order by nope, a desc", {{"5"}, {"3"}, {"3"}}},
         // Text keys that differ only in case are equal, so x and X sit where
         // the search met them; otherwise the collation orders.
         {L"select b from t order by b", {{"X"}, {"x"}, {"x"}, {"x"}, {"Y"}, {"y"}}},
@@ -274,7 +277,8 @@ TEST(QueryReference, OrderAndDistinctMatchPlainImplementations) {
         for (const uint64_t r : c.selection) {
             const bool seen = std::any_of(kept.begin(), kept.end(), [&](uint64_t k) {
                 return std::all_of(c.fields.begin(), c.fields.end(), [&](uint64_t f) {
-                    return row(r)[f].GetVariant() == row(k)[f].GetVariant();
+                    const VARIANT& other = row(k)[f].GetVariant();
+                    return row(r)[f].GetVariant() == other;
                 });
             });
             if (!seen) {
