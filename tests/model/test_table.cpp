@@ -4,15 +4,12 @@
 
 #include <vector>
 
+#include "tests/model/tables.h"
+
 namespace {
 
-// A table without a database: nobody is told of field changes and nothing is
-// logged.
-struct Table {
-    Table() : descr(nullptr), data(nullptr, &descr) {}
-    DbTableDescr descr;
-    DbTableData data;
-};
+using testtables::Table;
+using Positions = std::vector<uint64_t>;
 
 TEST(DbTableDescrTest, FieldsByNameInAnyCase) {
     DbTableDescr descr(nullptr);
@@ -37,10 +34,8 @@ TEST(DbTableDescrTest, FieldsByNameInAnyCase) {
 }
 
 TEST(DbTableDescrTest, Indexes) {
-    DbTableDescr descr(nullptr);
-    descr.CreateField(L"a", false, DbFieldDescr::ftLong);
-    descr.CreateField(L"b", false, DbFieldDescr::ftText);
-
+    Table t({{L"a", DbFieldDescr::ftLong}, {L"b", DbFieldDescr::ftText}});
+    DbTableDescr& descr = t.descr;
     EXPECT_FALSE(descr.CreateIndex(L"", CString(L"a")));
     EXPECT_FALSE(descr.CreateIndex(L"byAC", std::vector<CString>{L"a", L"c"}));
     EXPECT_EQ(descr.FindIndex(L"byAC"), nullptr);
@@ -48,7 +43,7 @@ TEST(DbTableDescrTest, Indexes) {
     ASSERT_TRUE(descr.CreateIndex(L"Key", std::vector<CString>{L"B", L"a"}));
     DbTableDescr::DbIndex* index = descr.FindIndex(L"KEY");
     ASSERT_NE(index, nullptr);
-    EXPECT_EQ(index->m_fieldPositions, (std::vector<uint64_t>{1, 0}));
+    EXPECT_EQ(index->m_fieldPositions, (Positions{1, 0}));
 
     // Deliberate: creating an existing index succeeds and keeps the first.
     EXPECT_TRUE(descr.CreateIndex(L"kEY", CString(L"a")));
@@ -62,9 +57,7 @@ TEST(DbTableDescrTest, Indexes) {
 }
 
 TEST(DbTableDataTest, AddDeleteAndSizes) {
-    Table t;
-    t.descr.CreateField(L"n", false, DbFieldDescr::ftLong);
-    t.descr.CreateField(L"s", false, DbFieldDescr::ftText);
+    Table t({{L"n", DbFieldDescr::ftLong}, {L"s", DbFieldDescr::ftText}});
     EXPECT_FALSE(t.data.IsInitialized());
     EXPECT_EQ(t.data.AddRows(3), 0u);
     EXPECT_EQ(t.data.AddRow(), 3u);
@@ -80,11 +73,11 @@ TEST(DbTableDataTest, AddDeleteAndSizes) {
     t.data.DeleteRow(4);
 
     t.data.Sync();
-    t.data.DeleteRow(4);  // past the end: nothing
+    t.data.DeleteRow(4);  // past the end: nothing, and no change
     EXPECT_FALSE(t.data.IsChanged());
     t.data.DeleteRow(1);
     EXPECT_TRUE(t.data.IsChanged());
-    EXPECT_EQ(t.data.GetRows()->GetOrder(), (std::vector<uint64_t>{0, 1, 2}));
+    EXPECT_EQ(t.data.GetRows()->GetOrder(), (Positions{0, 1, 2}));
     std::vector<LONG> left;
     for (int i = 0; i < 3; ++i) {
         left.push_back(t.data.GetRow(i)->GetField(0).GetValue().lVal);
@@ -101,13 +94,10 @@ TEST(DbTableDataTest, AddDeleteAndSizes) {
 }
 
 TEST(DbRowsTest, BoundContainersShareTheSourceRows) {
-    Table t;
-    t.descr.CreateField(L"n", false, DbFieldDescr::ftLong);
+    Table t({{L"n", DbFieldDescr::ftLong}}, {{}, {}, {}});
     DbRows* source = t.data.GetRows();
-    source->AddRows(3, true);
-
     DbTableData view(nullptr, &t.descr);
-    std::vector<uint64_t> order{2, 0};
+    Positions order{2, 0};
     view.Bind(source, order);
     DbRows* bound = view.GetRows();
     EXPECT_TRUE(bound->IsBinded());
@@ -120,33 +110,26 @@ TEST(DbRowsTest, BoundContainersShareTheSourceRows) {
     EXPECT_EQ(source->GetRowsCount(), 4u);
     EXPECT_EQ(bound->GetLastRow(), source->GetLastRow());
     EXPECT_EQ(source->GetLastRow()->GetParent(), source);
-    EXPECT_EQ(bound->GetOrder(), (std::vector<uint64_t>{2, 0, 3}));
+    EXPECT_EQ(bound->GetOrder(), (Positions{2, 0, 3}));
 }
 
 TEST(DbTableRowTest, ValueComparison) {
     const CComVariant one(1);
     const CComVariant two(2);
-    CComVariant null;
-    null.vt = VT_NULL;
+    const CComVariant null = testtables::Null();
     EXPECT_TRUE(DbTableRow::IsEqual(CComVariant(L"ABC"), CComVariant(L"abc")));
     EXPECT_FALSE(DbTableRow::IsEqual(one, CComVariant(1.0)));  // different types
     EXPECT_TRUE(DbTableRow::IsEqual(null, null));
     EXPECT_FALSE(DbTableRow::IsGreater(null, null));
     EXPECT_TRUE(DbTableRow::IsGreater(two, CComVariant(1.0)));
 
-    Table t;
-    t.descr.CreateField(L"name", false, DbFieldDescr::ftText);
-    t.descr.CreateField(L"n", false, DbFieldDescr::ftLong);
-    t.data.AddRows(2);
+    Table t({{L"name", DbFieldDescr::ftText}, {L"n", DbFieldDescr::ftLong}},
+            {{CComVariant(L"Beam"), one}, {CComVariant(L"BEAM"), two}});
     DbTableRow& a = *t.data[0];
     DbTableRow& b = *t.data[1];
-    a.SetValue(L"name", CComVariant(L"Beam"));
-    b.SetValue(L"name", CComVariant(L"BEAM"));
-    a.SetValue(L"n", one);
-    b.SetValue(L"n", two);
     a.SetValue(L"missing", two);  // no such field: nothing happens
-    const std::vector<uint64_t> both{0, 1};
-    EXPECT_EQ(a.CompareEx(std::vector<uint64_t>{0}, b), DbTableRow::cmpEqual);
+    const Positions both{0, 1};
+    EXPECT_EQ(a.CompareEx(Positions{0}, b), DbTableRow::cmpEqual);
     EXPECT_EQ(a.CompareEx(both, b), DbTableRow::cmpLess);
     EXPECT_EQ(b.CompareEx(both, a), DbTableRow::cmpGreater);
     EXPECT_FALSE(a.Compare(both, b));
@@ -161,19 +144,17 @@ TEST(DbTableRowTest, ValueComparison) {
 }
 
 TEST(DbTableDataTest, SpatialIndex) {
-    Table t;
-    t.descr.CreateField(L"key", false, DbFieldDescr::ftLong);
+    Table t({{L"key", DbFieldDescr::ftLong}});
     DbTableDescr::DbIndex* index = t.descr.CreateIndex(CString(L"byKey"));
     index->m_fieldPositions.push_back(0);
     uint64_t pos = 99;
-    CComVariant key(3);
-    EXPECT_EQ(t.data.SpatialIndex(index, &key, 1, pos), DbTableRow::cmpEqual);
+    const auto search = [&](const CComVariant& key) {
+        return t.data.SpatialIndex(index, &key, 1, pos);
+    };
+    EXPECT_EQ(search(CComVariant(3)), DbTableRow::cmpEqual);
     EXPECT_EQ(pos, 0u);  // empty table: callers check the count first
 
-    t.data.AddRows(3);
-    for (int i = 0; i < 3; ++i) {
-        t.data.GetRow(i)->GetField(0).GetVariant() = 1 + 2 * i;  // 1, 3, 5
-    }
+    testtables::Fill(t.descr, t.data, {}, {{1}, {3}, {5}});
     const struct {
         int key;
         DbTableRow::eCmpResult result;
@@ -183,8 +164,7 @@ TEST(DbTableDataTest, SpatialIndex) {
                  {6, DbTableRow::cmpGreater, 3},
                  {0, DbTableRow::cmpLess, 0}};
     for (const auto& c : cases) {
-        key = c.key;
-        EXPECT_EQ(t.data.SpatialIndex(index, &key, 1, pos), c.result) << c.key;
+        EXPECT_EQ(search(CComVariant(c.key)), c.result) << c.key;
         EXPECT_EQ(pos, c.pos) << c.key;
     }
     // The index's own order, when filled, is the searched sequence.
@@ -192,46 +172,34 @@ TEST(DbTableDataTest, SpatialIndex) {
         t.data.GetRow(i)->GetField(0).GetVariant() = 5 - 2 * i;
     }
     index->m_rowOrder = {2, 1, 0};
-    key = 5;
-    EXPECT_EQ(t.data.SpatialIndex(index, &key, 1, pos), DbTableRow::cmpEqual);
+    EXPECT_EQ(search(CComVariant(5)), DbTableRow::cmpEqual);
     EXPECT_EQ(pos, 2u);
     index->m_rowOrder.clear();
-
-    // Text keys match without regard to case.
-    const wchar_t* const codes[] = {L"ABC", L"abd", L"xyz"};
-    for (int i = 0; i < 3; ++i) {
-        t.data.GetRow(i)->GetField(0).GetVariant() = codes[i];
-    }
-    key = CComVariant(L"abc");
-    EXPECT_EQ(t.data.SpatialIndex(index, &key, 1, pos), DbTableRow::cmpEqual);
-    EXPECT_EQ(pos, 0u);
 
     // Insertion through the sorted-list forms keeps the list in order.
     t.data.AddRows(2);
     const double values[] = {4.5, -1, 9, 4.5, 0};
+    Positions byRow;
+    Positions byKey;
     for (uint64_t i = 0; i < 5; ++i) {
         t.data[i]->GetField(0).GetVariant() = values[i];
-    }
-    std::vector<uint64_t> byRow;
-    std::vector<uint64_t> byKey;
-    for (uint64_t i = 0; i < 5; ++i) {
         const uint64_t at = t.data.SpatialIndex(byRow, index->m_fieldPositions, *t.data[i]);
         byRow.insert(byRow.begin() + static_cast<std::ptrdiff_t>(at), i);
-        const std::vector<CComVariant> keys{t.data[i]->GetField(0).GetValue()};
+        const std::vector<CComVariant> keys{values[i]};
         const uint64_t keyAt = t.data.SpatialIndex(byKey, index->m_fieldPositions, keys);
         byKey.insert(byKey.begin() + static_cast<std::ptrdiff_t>(keyAt), i);
     }
-    EXPECT_EQ(byRow, (std::vector<uint64_t>{1, 4, 3, 0, 2}));
+    EXPECT_EQ(byRow, (Positions{1, 4, 3, 0, 2}));
     EXPECT_EQ(byKey, byRow);
 }
 
 TEST(DbTableDataTest, XmlRoundTrip) {
-    Table t;
-    t.descr.CreateField(L"the name", true, DbFieldDescr::ftText);
-    t.descr.CreateField(L"n", false, DbFieldDescr::ftLong);
-    t.descr.CreateField(L"w(kg)", false, DbFieldDescr::ftDouble);
-    t.descr.CreateField(L"ok", false, DbFieldDescr::ftBoolean);
-    t.descr.CreateField(L"blob", false, DbFieldDescr::ftBinary);
+    Table t({{L"the name", DbFieldDescr::ftText},
+             {L"n", DbFieldDescr::ftLong},
+             {L"w(kg)", DbFieldDescr::ftDouble},
+             {L"ok", DbFieldDescr::ftBoolean},
+             {L"blob", DbFieldDescr::ftBinary}});
+    t.descr.GetField(0).SetKey(true);
     t.data.AddRows(2);
     DbTableRow& first = *t.data[0];
     const wchar_t* const texts[] = {L"I\x17c 100 <&>\"", L"-5", L"2.25", L"true", L"AAEC"};
@@ -264,9 +232,7 @@ TEST(DbTableDataTest, XmlRoundTrip) {
     EXPECT_FALSE(copy.data.IsChanged());
     ASSERT_EQ(copy.data.size(), 3u);
     for (uint64_t f = 0; f < 5; ++f) {
-        CString text;
-        copy.data[0]->GetField(f).ValueToString(text);
-        EXPECT_EQ(text, CString(texts[f])) << f;
+        EXPECT_EQ(testtables::TextOf(copy.data[0]->GetField(f)), CString(texts[f])) << f;
         EXPECT_EQ(copy.data[0]->GetField(f).GetType(), first.GetField(f).GetType()) << f;
     }
     const DbTableRow& loaded = *copy.data[2];
