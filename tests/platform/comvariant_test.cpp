@@ -70,26 +70,16 @@ TEST(CComVariant, CopyMoveAndAssignment) {
     EXPECT_EQ(target.bstrVal, owned);
     EXPECT_EQ(moved.vt, VT_EMPTY);
 
-    target = 3.5;  // the BSTR goes
-    EXPECT_EQ(Render(target), "3.5");
-    target = L"xyz";
-    EXPECT_EQ(Render(target), "xyz");
-    target = target.bstrVal;  // its own text: nothing to do
-    EXPECT_EQ(Render(target), "xyz");
-    target = CString(L"cs");
-    EXPECT_EQ(Render(target), "cs");
-    target = true;
-    EXPECT_EQ(target.vt, VT_BOOL);
-    target = static_cast<short>(4);
-    EXPECT_EQ(target.vt, VT_I2);
-    target = 9L;
-    EXPECT_EQ(target.vt, VT_I4);
-    target = 1.25f;
-    EXPECT_EQ(target.vt, VT_R4);
-    target = text;
-    EXPECT_EQ(Render(target), "abc");
-    target = static_cast<const CComVariant&>(target);
-    EXPECT_EQ(Render(target), "abc");
+    EXPECT_EQ(Render(target = 3.5), "3.5");  // the BSTR goes
+    EXPECT_EQ(Render(target = L"xyz"), "xyz");
+    EXPECT_EQ(Render(target = target.bstrVal), "xyz");  // its own text: nothing to do
+    EXPECT_EQ(Render(target = CString(L"cs")), "cs");
+    EXPECT_EQ((target = true).vt, VT_BOOL);
+    EXPECT_EQ((target = static_cast<short>(4)).vt, VT_I2);
+    EXPECT_EQ((target = 9L).vt, VT_I4);
+    EXPECT_EQ((target = 1.25f).vt, VT_R4);
+    EXPECT_EQ(Render(target = text), "abc");
+    EXPECT_EQ(Render(target = static_cast<const CComVariant&>(target)), "abc");
 
     // A failed copy leaves VT_ERROR holding the failure and raises it.
     VARIANT invalid;
@@ -140,11 +130,9 @@ TEST(CComVariant, ComparisonOperators) {
         {CComVariant(), 0L, false, false, false},  // types differ, yet VarCmp says equal
         {CComVariant(), 1L, false, true, false},
         {static_cast<short>(1), 1L, false, false, false},
-        {1L, 2L, false, true, false},
-        {true, false, false, true, false},  // -1 < 0
-        {L"5", 100L, false, false, true},   // a text is greater than any number
+        // Everything else as VarCmp orders it.
+        {L"5", 100L, false, false, true},
         {L"a", L"A", false, true, false},
-        {L"10", L"9", false, true, false},
         {L"\u00C1", L"A\u0301", true, false, false},
         {nan, nan, false, false, true},
         {variant_test::Error(), 1L, false, false, false},

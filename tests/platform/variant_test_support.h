@@ -12,18 +12,11 @@ namespace variant_test {
 
 // "OV", "MM", "BAD" and "INVAL" stand for the failures in the tables.
 inline std::string Outcome(HRESULT hr) {
-    switch (hr) {
-        case DISP_E_OVERFLOW:
-            return "OV";
-        case DISP_E_TYPEMISMATCH:
-            return "MM";
-        case DISP_E_BADVARTYPE:
-            return "BAD";
-        case E_INVALIDARG:
-            return "INVAL";
-        default:
-            return "hr " + std::to_string(hr);
-    }
+    return hr == DISP_E_OVERFLOW       ? "OV"
+           : hr == DISP_E_TYPEMISMATCH ? "MM"
+           : hr == DISP_E_BADVARTYPE   ? "BAD"
+           : hr == E_INVALIDARG        ? "INVAL"
+                                       : "hr " + std::to_string(hr);
 }
 
 // Integral values as integers, other reals in their shortest round-trip form.
@@ -77,6 +70,9 @@ inline std::string Render(const VARIANT& v) {
                        : "<null BSTR>";
         case VT_ARRAY | VT_UI1: {
             static const char kHex[] = "0123456789abcdef";
+            if (!v.parray) {
+                return "<null array>";
+            }
             std::string bytes = "[";
             const auto* data = static_cast<const BYTE*>(v.parray->pvData);
             for (ULONG i = 0; i < v.parray->rgsabound[0].cElements; ++i) {
