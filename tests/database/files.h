@@ -1,4 +1,5 @@
-// Helpers for the database tests: a scratch directory and whole-file I/O.
+// Helpers for the database tests: a scratch directory, whole-file I/O and
+// the tables of the model tests.
 #pragma once
 
 #include <korvan/database.h>
@@ -10,6 +11,8 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "tests/model/tables.h"
 
 // A fresh directory, removed with everything in it at the end of the test.
 class ScratchDir {

@@ -35,18 +35,9 @@ const char* const kDocument =
     " </body>\n"
     "</database>\n";
 
-std::vector<std::string> ExtractAll(DbSource& source, const wchar_t* path) {
-    std::vector<std::string> texts;
-    CString text;
-    while (source.ExtractXmlNode(path, text)) {
-        texts.push_back(text.ToUtf8());
-    }
-    return texts;
-}
-
 }  // namespace
 
-TEST_F(SourceSettings, ClassificationByExtension) {
+TEST_F(SourceSettings, ClassificationAndNames) {
     ScratchDir dir;
     for (const char* name : {"cat.xml", "cat.XML", "cat.mdb", "cat.MDB", "cat.txt", "ab"}) {
         WriteBytes(dir.Path(name), "<database/>");
@@ -87,6 +78,17 @@ TEST_F(SourceSettings, ClassificationByExtension) {
     EXPECT_FALSE(fresh.IsMdbBased());
     EXPECT_FALSE(fresh.IsXmlBased());
     EXPECT_TRUE(fresh.IsValid());
+
+    // The bare name (without ForceXML, which would rename "cat" to "xml").
+    const std::pair<const wchar_t*, const wchar_t*> bare[] = {
+        {L"C:\\data\\cat.xml", L"cat"},  {L"/srv/data/cat.xml", L"cat"},
+        {L"cat.tar.xml", L"cat.tar"},    {L"/srv/v1.2/cat", L"cat"},
+        {L"mixed/dir\\cat.xml", L"cat"}, {L"", L""},
+    };
+    for (const auto& [file, name] : bare) {
+        fresh.Create(file);
+        EXPECT_EQ(fresh.GetBareName(), name) << CString(file).ToUtf8();
+    }
 }
 
 TEST_F(SourceSettings, ChecksReportMissingFilesAndNeverTruncate) {
@@ -113,21 +115,7 @@ TEST_F(SourceSettings, ChecksReportMissingFilesAndNeverTruncate) {
     }
 }
 
-TEST_F(SourceSettings, BareName) {
-    DbSource::ForceXML = false;  // which would rename "cat" to "xml"
-    const std::pair<const wchar_t*, const wchar_t*> cases[] = {
-        {L"C:\\data\\cat.xml", L"cat"},  {L"/srv/data/cat.xml", L"cat"},
-        {L"cat.tar.xml", L"cat.tar"},    {L"/srv/v1.2/cat", L"cat"},
-        {L"mixed/dir\\cat.xml", L"cat"}, {L"", L""},
-    };
-    for (const auto& [file, bare] : cases) {
-        DbSource source(nullptr);
-        source.Create(file);
-        EXPECT_EQ(source.GetBareName(), bare) << CString(file).ToUtf8();
-    }
-}
-
-TEST_F(SourceSettings, StreamingReaderIsIndependentOfChunkSize) {
+TEST_F(SourceSettings, StreamingReaderAndCopiesAreIndependentOfChunkSize) {
     ScratchDir dir;
     WriteBytes(dir.Path("doc.xml"), kDocument);
     for (int chunk : {1, 2, 3, 7, 64, 16384}) {
@@ -139,41 +127,31 @@ TEST_F(SourceSettings, StreamingReaderIsIndependentOfChunkSize) {
         ASSERT_TRUE(source.ExtractXmlNode(L"\\database\\header\\structure", text));
         EXPECT_EQ(text.ToUtf8(),
                   "<structure><table name=\"Header\"><field name=\"a\"/></table></structure>");
-        EXPECT_EQ(ExtractAll(source, L"\\database\\header\\data\\table"),
-                  (std::vector<std::string>{"<table name=\"h1\"/>",
-                                            "<table name=\"h2\"><row a=\"1\"/></table>"}));
+        ASSERT_TRUE(source.ExtractXmlNode(L"\\database\\header\\data\\table", text));
+        EXPECT_EQ(text, L"<table name=\"h1\"/>");
+        // Copies read on from where their source stands, each on its own.
+        DbSource copy(source);
+        DbSource assigned(nullptr);
+        assigned = source;
+        for (DbSource* s : {&copy, &assigned, &source}) {
+            ASSERT_TRUE(s->ExtractXmlNode(L"\\database\\header\\data\\table", text));
+            EXPECT_EQ(text, L"<table name=\"h2\"><row a=\"1\"/></table>");
+        }
         // Searching on past the end of the header data stops there, so the
         // body is still ahead.
+        EXPECT_FALSE(source.ExtractXmlNode(L"\\database\\header\\data\\table", text));
         EXPECT_FALSE(source.IsEof());
         ASSERT_TRUE(source.ExtractXmlNode(L"\\database\\body\\structure", text));
-        const std::vector<std::string> tables =
-            ExtractAll(source, L"\\database\\body\\data\\table");
-        ASSERT_EQ(tables.size(), 2u);
-        EXPECT_EQ(tables[0],
+        ASSERT_TRUE(source.ExtractXmlNode(L"\\database\\body\\data\\table", text));
+        EXPECT_EQ(text.ToUtf8(),
                   "<table name=\"a>b/c\" note='x/>y'><row a=\"&lt;/table&gt;\"/><!-- </table> -->"
                   "<![CDATA[</table><table>]]><?pi </table> ?></table>");
-        EXPECT_EQ(CString(tables[1].c_str()), L"<table name=\"\u0141\u00f3\u017a\"></table>");
+        ASSERT_TRUE(source.ExtractXmlNode(L"\\database\\body\\data\\table", text));
+        EXPECT_EQ(text, L"<table name=\"\u0141\u00f3\u017a\"></table>");
         EXPECT_FALSE(source.ExtractXmlNode(L"\\elsewhere\\table", text));
         EXPECT_TRUE(source.IsEof());
         EXPECT_TRUE(text.IsEmpty());
         EXPECT_FALSE(source.ExtractXmlNode(L"\\database\\body\\structure", text));
-    }
-}
-
-TEST_F(SourceSettings, CopiesReadOnIndependently) {
-    ScratchDir dir;
-    WriteBytes(dir.Path("doc.xml"), kDocument);
-    DbSource::MaxBufferSize = 5;
-    DbSource source(nullptr, dir.File("doc.xml"));
-    source.SetSequentialAccess(true);
-    CString text;
-    ASSERT_TRUE(source.ExtractXmlNode(L"\\database\\header\\data\\table", text));
-    DbSource copy(source);
-    DbSource assigned(nullptr);
-    assigned = source;
-    for (DbSource* s : {&source, &copy, &assigned}) {
-        ASSERT_TRUE(s->ExtractXmlNode(L"\\database\\header\\data\\table", text));
-        EXPECT_EQ(text, L"<table name=\"h2\"><row a=\"1\"/></table>");
     }
 }
 
