@@ -23,8 +23,8 @@
 #include <pugixml.hpp>
 
 #include <cstdint>
-#include <unordered_map>
 #include <map>
+#include <unordered_map>
 #include <vector>
 
 class DbDatabase;
@@ -37,7 +37,7 @@ class DbRows;
 // Item tree and change tracking.
 
 class KORVAN_API DbItem {
-public:
+  public:
     // Registers the new item at the end of the parent's child list.
     explicit DbItem(DbItem* parent = nullptr);
     // Copies parent and (shallowly) the child list without registering the
@@ -63,7 +63,7 @@ public:
     // Estimated bytes of the whole subtree.
     virtual uint64_t CalcSize() const;
 
-protected:
+  protected:
     void AddChild(DbItem* child);
     void RemoveChild(DbItem* child);
     // Forgets every child without touching them; an owner about to destroy
@@ -71,7 +71,7 @@ protected:
     void ReleaseChildren();
     size_t GetChildCount() const { return m_children.size(); }
 
-private:
+  private:
     DbItem* m_parent;
     std::vector<DbItem*> m_children;
     LONG m_changeId;
@@ -85,7 +85,7 @@ private:
 // in doc; Load fills the object from the element Save wrote. Both return
 // true on success.
 class KORVAN_API DbXmlSerializable {
-public:
+  public:
     DbXmlSerializable() = default;
     DbXmlSerializable(const DbXmlSerializable&) = default;
     DbXmlSerializable(DbXmlSerializable&&) = default;
@@ -102,7 +102,7 @@ public:
 
 // The library's exception, thrown by pointer: throw new DbException(...).
 class KORVAN_API DbException : public CException {
-public:
+  public:
     DbException() = default;
     // Message: "Korvan exception thrown\r\nFile: <file> @ <line>\r\nMessage: <message>".
     DbException(const char* file, int line, CString message);
@@ -115,7 +115,7 @@ public:
                         unsigned int* helpContext = nullptr) const override;
     const CString& Message() const { return m_message; }
 
-private:
+  private:
     CString m_message;
 };
 
@@ -129,7 +129,7 @@ class DbFieldDescr;
 
 // One cell: a null flag and a variant whose type is the field's type.
 class KORVAN_API DbFieldValue : public DbItem {
-public:
+  public:
     DbFieldValue(DbItem* parent, int index);
     DbFieldValue(const DbFieldValue& other);
     // Copies the null flag and the value; index and tree links stay.
@@ -164,16 +164,21 @@ public:
     // anything else.
     void ValueToString(CString& out) const;
 
-protected:
+  protected:
     int m_index;
     bool m_null;
     CComVariant m_value;
+
+  private:
+    // The owners renumber the cells and fields that move.
+    friend class DbRows;
+    friend class DbTableDescr;
 };
 
 // A column: name, flags and a default value whose variant type is the
 // column's type.
 class KORVAN_API DbFieldDescr : public DbFieldValue {
-public:
+  public:
     enum eFieldType {
         ftUnknown = 0,
         ftBoolean = 1,
@@ -218,10 +223,10 @@ public:
 
     uint64_t GetSize() const override;
 
-protected:
+  protected:
     void SetDefaultValue(VARTYPE vt, CComVariant& value);
 
-private:
+  private:
     friend class DbFieldValue;
 
     bool m_required;
@@ -239,11 +244,11 @@ KORVAN_API void ConvertToMultibyte(CComVariant& target, const CString& text);
 // Table descriptor and indexes.
 
 class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
-public:
+  public:
     // A named index: the fields it orders by, and the table's row numbers in
     // ascending key order (filled by its users).
     class KORVAN_API DbIndex {
-    public:
+      public:
         explicit DbIndex(const CString& name);
         DbIndex(const CString& name, const std::vector<CString>& fields);
         DbIndex(const CString& name, const CString& field);
@@ -311,10 +316,10 @@ public:
     // Every index, keyed by its lower-case name.
     const std::map<CString, DbIndex*>& GetIndexes() const { return m_indexes; }
 
-protected:
+  protected:
     virtual bool CreateIndex(CString name, DbIndex* index);
 
-private:
+  private:
     void RebuildNameMap() const;
 
     std::vector<DbFieldDescr*> m_fields;
@@ -329,7 +334,7 @@ private:
 // Rows and table data.
 
 class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
-public:
+  public:
     enum eCmpResult { cmpEqual = 0, cmpLess = 1, cmpGreater = 2 };
     typedef bool (*ValueTest)(const CComVariant& left, const CComVariant& right);
 
@@ -370,8 +375,7 @@ public:
     // True when test(this cell, other cell) holds for every listed field.
     bool Compare(const std::vector<uint64_t>& fields, ValueTest test,
                  const DbTableRow& other) const;
-    bool Compare(const std::vector<CString>& names, ValueTest test,
-                 const DbTableRow& other) const;
+    bool Compare(const std::vector<CString>& names, ValueTest test, const DbTableRow& other) const;
     // The first unequal listed field decides: cmpGreater when this cell is
     // greater, else cmpLess; cmpEqual when all are equal.
     eCmpResult CompareEx(const std::vector<uint64_t>& fields, const DbTableRow& other) const;
@@ -385,10 +389,10 @@ public:
     // Lets the descriptor's filters compute their outcome for this row.
     void Evaluate();
 
-protected:
+  protected:
     void SetFieldValuePtr(uint64_t i, DbFieldValue* v);
 
-private:
+  private:
     friend class DbRows;
 
     std::vector<DbFieldValue*> m_fields;
@@ -399,7 +403,7 @@ private:
 // another container's store shows a chosen subset in a chosen order without
 // copying rows.
 class KORVAN_API DbRows : public DbItem {
-public:
+  public:
     DbRows(DbItem* parent, DbTableDescr* descr);
     // Destroys the store and its rows unless bound.
     ~DbRows() override;
@@ -426,8 +430,10 @@ public:
     DbTableDescr* GetTableDescr() const { return m_descr; }
     const std::vector<uint64_t>& GetOrder() const { return m_order; }
 
-private:
+  private:
     DbTableRow* NewRow(bool withDefaults);
+    // REQUIRES: the descriptor has the field.
+    const CComVariant& DefaultOf(uint64_t field) const;
 
     DbTableDescr* m_descr;
     std::vector<uint64_t> m_order;
@@ -437,7 +443,7 @@ private:
 
 // A table's rows with lazy parsing from stored XML text and index search.
 class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
-public:
+  public:
     DbTableData(DbDatabase* db, DbTableDescr* descr);
     ~DbTableData() override;
     DbTableData(const DbTableData&) = delete;
@@ -479,14 +485,17 @@ public:
     DbTableRow::eCmpResult SpatialIndex(DbTableDescr::DbIndex* index, const CComVariant* keys,
                                         int count, uint64_t& pos);
     // The same search over a sorted list of row numbers; returns the position.
-    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted,
-                          const std::vector<uint64_t>& fields, const DbTableRow& row);
-    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted,
-                          const std::vector<uint64_t>& fields,
+    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted, const std::vector<uint64_t>& fields,
+                          const DbTableRow& row);
+    uint64_t SpatialIndex(const std::vector<uint64_t>& sorted, const std::vector<uint64_t>& fields,
                           const std::vector<CComVariant>& keys);
 
-private:
+  private:
+    friend class DbTableRow;
+
     bool ParseXmlData();
+    // Appends message to db's log; nothing without a database.
+    static void Log(DbDatabase* db, const CString& message);
 
     DbRows* m_rows;
     CString m_xmlSource;

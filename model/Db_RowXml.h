@@ -1,0 +1,43 @@
+// The "row" element of one table, with the attribute names converted once
+// per table: reading or writing many rows then neither converts a wide name
+// nor looks one up per attribute.
+#pragma once
+
+#include <korvan/model.h>
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace korvan {
+
+class RowXml {
+  public:
+    // REQUIRES: descr outlives this object and keeps its fields meanwhile.
+    explicit RowXml(const DbTableDescr* descr);
+
+    // Appends a "row" element for row under parent: one attribute per field,
+    // named by its safe name. On failure nothing is appended, false is
+    // returned and error holds the message naming the field being written
+    // (empty when the element itself could not be made).
+    bool Save(const DbTableRow& row, pugi::xml_node parent, CString& error);
+
+    // Fills the cells of row from the attributes of element through the
+    // fields' text conversion. Unknown attributes are ignored; a field
+    // without an attribute gets its default value.
+    void Load(DbTableRow& row, pugi::xml_node element);
+
+  private:
+    int Find(const char* name, size_t expected) const;
+
+    const DbTableDescr* m_descr;
+    std::vector<std::string> m_names;  // safe names in UTF-8, by position
+    std::unordered_map<std::string_view, int> m_positions;
+    std::wstring m_text;  // reused buffers
+    std::string m_utf8;
+    CString m_value;
+    std::vector<bool> m_seen;
+};
+
+}  // namespace korvan

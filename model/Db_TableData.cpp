@@ -1,0 +1,214 @@
+#include <korvan/database.h>
+#include <korvan/model.h>
+
+#include "model/Db_BinarySearch.h"
+#include "model/Db_RowXml.h"
+
+DbTableData::DbTableData(DbDatabase* db, DbTableDescr* descr)
+    : DbItem(db),
+      m_rows(nullptr),
+      m_xmlPending(false),
+      m_database(db),
+      m_descr(descr),
+      m_initialized(false) {
+    m_rows = new DbRows(this, descr);
+}
+
+DbTableData::~DbTableData() {
+    delete m_rows;
+}
+
+void DbTableData::Log(DbDatabase* db, const CString& message) {
+    if (db) {
+        db->Log(message);
+    }
+}
+
+bool DbTableData::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
+    DbRows* rows = GetRows();
+    bool saved = rows != nullptr;
+    if (saved) {
+        korvan::RowXml xml(m_descr);
+        CString error;
+        const uint64_t count = rows->GetRowsCount();
+        for (uint64_t i = 0; i < count && saved; ++i) {
+            saved = xml.Save(*rows->GetRow(static_cast<int>(i)), parent, error);
+        }
+        if (!error.IsEmpty()) {
+            Log(m_database, error);
+        }
+    }
+    if (!saved) {
+        Log(m_database, L"Error on DbTableData::Save(IDispatch* doc, IDispatch* element)");
+    }
+    return saved;
+}
+
+bool DbTableData::Load(pugi::xml_node element) {
+    const double start = korvan::MonotonicSeconds();
+    uint64_t count = 0;
+    for (const pugi::xml_node child : element.children()) {
+        count += child.type() == pugi::node_element ? 1 : 0;
+    }
+    uint64_t next = m_rows->AddRows(count, false);
+    m_initialized = true;
+    korvan::RowXml xml(m_descr);
+    for (const pugi::xml_node child : element.children()) {
+        if (child.type() == pugi::node_element) {
+            xml.Load(*m_rows->GetRow(static_cast<int>(next++)), child);
+        }
+    }
+    const DbTableInfo* info = m_database ? m_database->FindTableInfo(this) : nullptr;
+    Log(m_database,
+        StringBuilder(L"Table '%s' [%d %s] data parsed in: %.4f [s]",
+                      info ? info->name.GetString() : L"", static_cast<int>(count),
+                      count == 1 ? L"row" : L"rows", korvan::MonotonicSeconds() - start));
+    return true;
+}
+
+void DbTableData::Clear() {
+    m_xmlPending = false;
+    m_xmlSource.Empty();
+    delete m_rows;
+    m_rows = new DbRows(this, m_descr);
+    SetChanged();
+}
+
+void DbTableData::SetXmlSource(const CString& xml) {
+    m_xmlSource = xml;
+    m_xmlPending = true;
+    m_initialized = true;
+}
+
+uint64_t DbTableData::GetSize() const {
+    return DbItem::GetSize() + 26;
+}
+
+uint64_t DbTableData::AddRow() {
+    return AddRows(1);
+}
+
+uint64_t DbTableData::AddRows(uint64_t count) {
+    ParseXmlData();
+    const uint64_t first = m_rows->AddRows(count, true);
+    m_initialized = true;
+    SetChanged();
+    return first;
+}
+
+void DbTableData::DeleteRow(uint64_t i) {
+    ParseXmlData();
+    m_rows->DeleteRow(i);
+    SetChanged();
+}
+
+void DbTableData::Update(uint64_t field, bool insert) {
+    m_rows->Update(field, insert);
+}
+
+void DbTableData::Bind(DbRows* source, std::vector<uint64_t>& order) {
+    ParseXmlData();
+    m_rows->Bind(source, order);
+    m_initialized = true;
+}
+
+DbRows* DbTableData::GetRows() {
+    return ParseXmlData() ? m_rows : nullptr;
+}
+
+DbTableRow* DbTableData::GetRow(int i) {
+    return ParseXmlData() ? m_rows->GetRow(i) : nullptr;
+}
+
+DbTableRow* DbTableData::operator[](uint64_t i) {
+    return GetRow(static_cast<int>(i));
+}
+
+uint64_t DbTableData::size() {
+    return ParseXmlData() ? m_rows->GetRowsCount() : 0;
+}
+
+DbTableRow::eCmpResult DbTableData::SpatialIndex(DbTableDescr::DbIndex* index,
+                                                 const CComVariant* keys, int count,
+                                                 uint64_t& pos) {
+    DbTableRow::eCmpResult result = DbTableRow::cmpEqual;
+    const DbRows* rows = GetRows();
+    if (!rows) {
+        pos = 0;
+        return result;
+    }
+    const std::vector<uint64_t>& fields = index->m_fieldPositions;
+    const std::vector<uint64_t>& order = index->m_rowOrder;
+    if (order.empty()) {
+        pos = korvan::BinarySearch(
+            rows->GetRowsCount(),
+            [&](size_t i) {
+                return DbTableRow::CompareEx(fields, keys, count,
+                                             *rows->GetRow(static_cast<int>(i)));
+            },
+            result);
+    } else {
+        pos = korvan::BinarySearch(
+            order.size(),
+            [&](size_t i) {
+                return DbTableRow::CompareEx(fields, keys, count,
+                                             *rows->GetRow(static_cast<int>(order[i])));
+            },
+            result);
+    }
+    return result;
+}
+
+uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
+                                   const std::vector<uint64_t>& fields, const DbTableRow& row) {
+    const DbRows* rows = GetRows();
+    if (!rows) {
+        return 0;
+    }
+    DbTableRow::eCmpResult result;
+    return korvan::BinarySearch(
+        sorted.size(),
+        [&](size_t i) { return row.CompareEx(fields, *rows->GetRow(static_cast<int>(sorted[i]))); },
+        result);
+}
+
+uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
+                                   const std::vector<uint64_t>& fields,
+                                   const std::vector<CComVariant>& keys) {
+    const DbRows* rows = GetRows();
+    if (!rows) {
+        return 0;
+    }
+    DbTableRow::eCmpResult result;
+    return korvan::BinarySearch(
+        sorted.size(),
+        [&](size_t i) {
+            return DbTableRow::CompareEx(fields, keys, *rows->GetRow(static_cast<int>(sorted[i])));
+        },
+        result);
+}
+
+bool DbTableData::ParseXmlData() {
+    if (!m_xmlPending) {
+        return true;
+    }
+    if (!m_database) {
+        return false;
+    }
+    // Not pending while the database parses: loading the rows may reach the
+    // accessors again. A failure leaves the text pending.
+    m_xmlPending = false;
+    try {
+        m_database->ParseXmlTableData(m_xmlSource, this);
+    } catch (CException* e) {
+        e->Delete();
+        m_xmlPending = true;
+        return false;
+    } catch (...) {
+        m_xmlPending = true;
+        return false;
+    }
+    m_xmlSource.Empty();
+    Sync();
+    return true;
+}

@@ -1,0 +1,148 @@
+#include <korvan/model.h>
+
+#include "model/Db_RowXml.h"
+#include "platform/unicode.h"
+
+namespace {
+
+std::wstring_view BstrView(BSTR text) {
+    return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
+}
+
+}  // namespace
+
+DbTableRow::DbTableRow(DbItem* parent) : DbItem(parent), m_descr(nullptr) {}
+
+DbTableRow::~DbTableRow() {
+    // The cells go all at once: forgetting them first keeps each removal
+    // from the child list immediate.
+    ReleaseChildren();
+    for (DbFieldValue* cell : m_fields) {
+        delete cell;
+    }
+}
+
+bool DbTableRow::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
+    korvan::RowXml xml(m_descr);
+    CString error;
+    if (!xml.Save(*this, parent, error)) {
+        if (!error.IsEmpty()) {
+            DbTableData::Log(m_descr ? m_descr->GetDatabase() : nullptr, error);
+        }
+        return false;
+    }
+    return true;
+}
+
+bool DbTableRow::Load(pugi::xml_node element) {
+    korvan::RowXml xml(m_descr);
+    xml.Load(*this, element);
+    return true;
+}
+
+uint64_t DbTableRow::GetSize() const {
+    return DbItem::GetSize() + 8;
+}
+
+DbFieldValue& DbTableRow::operator[](const CString& name) {
+    return *m_fields[static_cast<size_t>(m_descr->GetFieldIndex(name))];
+}
+
+void DbTableRow::SetValue(const CString& field, const CString& text) {
+    (*this)[field].ValueFromString(m_descr->GetField(field), text);
+}
+
+void DbTableRow::SetValue(const CString& field, const CComVariant& v) {
+    (*this)[field].SetValue(v);
+}
+
+bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {
+    if (left.vt == VT_BSTR) {
+        // Text on the left compares as text without regard to case, with
+        // the right value in its text form.
+        if (right.vt == VT_BSTR) {
+            return korvan::EqualNoCase(BstrView(left.bstrVal), BstrView(right.bstrVal));
+        }
+        CComVariant text;
+        return SUCCEEDED(VariantChangeType(&text, &right, 0, VT_BSTR)) &&
+               korvan::EqualNoCase(BstrView(left.bstrVal), BstrView(text.bstrVal));
+    }
+    if (left.vt != right.vt) {
+        return false;
+    }
+    if (left.vt == VT_NULL) {
+        return true;
+    }
+    return VarCmp(&left, &right, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ;
+}
+
+bool DbTableRow::IsGreater(const VARIANT& left, const VARIANT& right) {
+    if (left.vt == VT_NULL && right.vt == VT_NULL) {
+        return false;
+    }
+    return VarCmp(&left, &right, LOCALE_USER_DEFAULT, 0) == VARCMP_GT;
+}
+
+bool DbTableRow::Compare(const std::vector<uint64_t>& fields, const DbTableRow& other) const {
+    return CompareEx(fields, other) != cmpLess;
+}
+
+bool DbTableRow::Compare(const std::vector<uint64_t>& fields, ValueTest test,
+                         const DbTableRow& other) const {
+    for (const uint64_t field : fields) {
+        if (!test(m_fields[field]->GetValue(), other.m_fields[field]->GetValue())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool DbTableRow::Compare(const std::vector<CString>& names, ValueTest test,
+                         const DbTableRow& other) const {
+    for (const CString& name : names) {
+        const int field = m_descr->GetFieldIndex(name);
+        if (field < 0) {
+            return false;
+        }
+        const auto i = static_cast<size_t>(field);
+        if (!test(m_fields[i]->GetValue(), other.m_fields[i]->GetValue())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields,
+                                             const DbTableRow& other) const {
+    for (const uint64_t field : fields) {
+        const CComVariant& left = m_fields[field]->GetValue();
+        const CComVariant& right = other.m_fields[field]->GetValue();
+        if (!IsEqual(left, right)) {
+            return IsGreater(left, right) ? cmpGreater : cmpLess;
+        }
+    }
+    return cmpEqual;
+}
+
+DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields,
+                                             const std::vector<CComVariant>& keys,
+                                             const DbTableRow& row) {
+    return CompareEx(fields, keys.data(), static_cast<int>(keys.size()), row);
+}
+
+DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields,
+                                             const CComVariant* keys, int count,
+                                             const DbTableRow& row) {
+    const size_t n = std::min(fields.size(), count > 0 ? static_cast<size_t>(count) : 0);
+    for (size_t i = 0; i < n; ++i) {
+        const CComVariant& cell = row.m_fields[fields[i]]->GetValue();
+        if (!IsEqual(keys[i], cell)) {
+            return IsGreater(keys[i], cell) ? cmpGreater : cmpLess;
+        }
+    }
+    return cmpEqual;
+}
+
+void DbTableRow::SetFieldValuePtr(uint64_t i, DbFieldValue* v) {
+    m_fields[i] = v;
+}

@@ -1,0 +1,124 @@
+#include "query/Db_Distinct.h"
+
+#include <algorithm>
+#include <functional>
+#include <unordered_map>
+
+#include "query/Db_Filter.h"
+
+namespace korvan {
+namespace {
+
+size_t Mix(size_t seed, size_t value) {
+    return seed ^ (value + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2));
+}
+
+template <typename T>
+size_t HashOf(T value) {
+    return std::hash<T>{}(value);
+}
+
+// 0.0 and -0.0 compare equal and must share a hash.
+template <typename Real>
+size_t RealHash(Real value) {
+    return HashOf<Real>(value == 0 ? Real(0) : value);
+}
+
+// A hash that values equal by VariantEqual share: equality needs the same
+// type, and within a type VarCmp's equality is value equality for numbers.
+// Other types (text among them) hash by type alone, which costs comparisons
+// but is never wrong. False for a value that is not even equal to itself (a
+// byte array, which VarCmp refuses, or NaN): such a value equals nothing, so
+// its row is distinct from every other.
+bool ValueHash(const CComVariant& v, size_t& hash) {
+    switch (v.vt) {
+        case VT_I2:
+            hash = HashOf(v.iVal);
+            break;
+        case VT_I4:
+        case VT_INT:
+            hash = HashOf(v.lVal);
+            break;
+        case VT_I8:
+            hash = HashOf(v.llVal);
+            break;
+        case VT_UI8:
+            hash = HashOf(v.ullVal);
+            break;
+        case VT_UI4:
+            hash = HashOf(v.ulVal);
+            break;
+        case VT_UI2:
+            hash = HashOf(v.uiVal);
+            break;
+        case VT_I1:
+            hash = HashOf(v.cVal);
+            break;
+        case VT_UI1:
+            hash = HashOf(v.bVal);
+            break;
+        case VT_BOOL:
+            hash = HashOf(v.boolVal);
+            break;
+        case VT_R4:
+            if (!VariantEqual(v, v)) {
+                return false;
+            }
+            hash = RealHash(v.fltVal);
+            break;
+        case VT_R8:
+        case VT_DATE:
+            if (!VariantEqual(v, v)) {
+                return false;
+            }
+            hash = RealHash(v.dblVal);
+            break;
+        case VT_EMPTY:
+        case VT_NULL:
+        case VT_ERROR:
+        case VT_BSTR:
+            hash = 0;
+            break;
+        default:
+            if (!VariantEqual(v, v)) {
+                return false;
+            }
+            hash = 0;
+            break;
+    }
+    hash = Mix(v.vt, hash);
+    return true;
+}
+
+}  // namespace
+
+std::vector<uint64_t> DistinctRows(const DbRows& rows, const std::vector<uint64_t>& fields,
+                                   const std::vector<uint64_t>& selection) {
+    std::vector<uint64_t> kept;
+    std::unordered_map<size_t, std::vector<uint64_t>> buckets;
+    for (const uint64_t r : selection) {
+        const DbTableRow& row = *rows.GetRow(static_cast<int>(r));
+        size_t hash = fields.size();
+        bool comparable = true;
+        for (size_t i = 0; i < fields.size() && comparable; ++i) {
+            size_t valueHash = 0;
+            comparable = ValueHash(row[fields[i]].GetVariant(), valueHash);
+            hash = Mix(hash, valueHash);
+        }
+        if (!comparable) {
+            kept.push_back(r);
+            continue;
+        }
+        std::vector<uint64_t>& bucket = buckets[hash];
+        const bool seen = std::any_of(bucket.begin(), bucket.end(), [&](uint64_t k) {
+            return row.Compare(fields, VariantEqual, *rows.GetRow(static_cast<int>(k)));
+        });
+        if (!seen) {
+            bucket.push_back(r);
+            kept.push_back(r);
+        }
+    }
+    return kept;
+}
+
+}  // namespace korvan
