@@ -87,6 +87,10 @@ void DbItem::RemoveChild(DbItem* child) {
     }
 }
 
+void DbItem::ReserveChildren(size_t count) {
+    m_children.reserve(m_children.size() + count);
+}
+
 void DbItem::ReleaseChildren() {
     m_children.clear();
 }

@@ -30,11 +30,6 @@ void RemovePosition(std::vector<uint64_t>& order, uint64_t position) {
 
 }  // namespace
 
-const CComVariant& DbRows::DefaultOf(uint64_t field) const {
-    const DbTableDescr& descr = *m_descr;
-    return descr.GetField(static_cast<int>(field)).GetValue();
-}
-
 DbRows::DbRows(DbItem* parent, DbTableDescr* descr)
     : DbItem(parent), m_descr(descr), m_store(new std::vector<DbTableRow*>()), m_boundTo(nullptr) {}
 
@@ -54,16 +49,7 @@ DbRows::~DbRows() {
 DbTableRow* DbRows::NewRow(bool withDefaults) {
     auto* row = new DbTableRow(m_boundTo ? static_cast<DbItem*>(m_boundTo) : this);
     row->SetTableDescr(m_descr);
-    const size_t count = m_descr ? m_descr->GetFieldCount() : 0;
-    row->m_fields.reserve(count);
-    for (size_t i = 0; i < count; ++i) {
-        auto* cell = new DbFieldValue(row, static_cast<int>(i));
-        row->m_fields.push_back(cell);
-        if (withDefaults) {
-            // A plain copy: the new cells do not count as changed.
-            cell->m_value = DefaultOf(i);
-        }
-    }
+    row->CreateCells(withDefaults);
     return row;
 }
 
@@ -118,11 +104,11 @@ void DbRows::Update(uint64_t field, bool insert) {
             // The new cell starts with the column's default, so that it has
             // the column's type.
             if (m_descr && field < m_descr->GetFieldCount()) {
-                cell->m_value = DefaultOf(field);
+                cell->m_value = m_descr->GetField(static_cast<int>(field)).GetValue();
             }
             cells.insert(at, cell);
         } else {
-            delete *at;
+            row->DestroyCell(*at);
             cells.erase(at);
         }
         for (size_t later = field + (insert ? 1 : 0); later < cells.size(); ++later) {

@@ -195,6 +195,10 @@ DbFieldDescr& DbTableDescr::GetField(const CString& name) {
     return *m_fields[static_cast<size_t>(GetFieldIndex(name))];
 }
 
+DbFieldDescr& DbTableDescr::GetField(int i) {
+    return *m_fields[static_cast<size_t>(i)];
+}
+
 DbFieldDescr& DbTableDescr::GetField(int i) const {
     return *m_fields[static_cast<size_t>(i)];
 }

@@ -3,6 +3,9 @@
 #include "model/Db_RowXml.h"
 #include "platform/unicode.h"
 
+#include <functional>
+#include <new>
+
 namespace {
 
 std::wstring_view BstrView(BSTR text) {
@@ -11,13 +14,42 @@ std::wstring_view BstrView(BSTR text) {
 
 }  // namespace
 
-DbTableRow::DbTableRow(DbItem* parent) : DbItem(parent), m_descr(nullptr) {}
+DbTableRow::DbTableRow(DbItem* parent)
+    : DbItem(parent), m_descr(nullptr), m_cellBlock(nullptr), m_cellBlockSize(0) {}
 
 DbTableRow::~DbTableRow() {
     // The cells go all at once: forgetting them first keeps each removal
     // from the child list immediate.
     ReleaseChildren();
     for (DbFieldValue* cell : m_fields) {
+        DestroyCell(cell);
+    }
+    ::operator delete(m_cellBlock);
+}
+
+void DbTableRow::CreateCells(bool withDefaults) {
+    const size_t count = m_descr ? m_descr->GetFieldCount() : 0;
+    if (count == 0) {
+        return;
+    }
+    ReserveChildren(count);
+    m_fields.reserve(count);
+    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
+    m_cellBlockSize = count;
+    for (size_t i = 0; i < count; ++i) {
+        m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, static_cast<int>(i)));
+        if (withDefaults) {
+            // A plain copy: the new cells do not count as changed.
+            m_fields.back()->GetVariant() = m_descr->GetField(static_cast<int>(i)).GetValue();
+        }
+    }
+}
+
+void DbTableRow::DestroyCell(DbFieldValue* cell) {
+    const std::less<const DbFieldValue*> before;
+    if (!before(cell, m_cellBlock) && before(cell, m_cellBlock + m_cellBlockSize)) {
+        cell->~DbFieldValue();
+    } else {
         delete cell;
     }
 }
@@ -49,11 +81,22 @@ DbFieldValue& DbTableRow::operator[](const CString& name) {
 }
 
 void DbTableRow::SetValue(const CString& field, const CString& text) {
-    (*this)[field].ValueFromString(m_descr->GetField(field), text);
+    const int i = FindCell(field);
+    if (i >= 0) {
+        m_fields[static_cast<size_t>(i)]->ValueFromString(m_descr->GetField(i), text);
+    }
 }
 
 void DbTableRow::SetValue(const CString& field, const CComVariant& v) {
-    (*this)[field].SetValue(v);
+    const int i = FindCell(field);
+    if (i >= 0) {
+        m_fields[static_cast<size_t>(i)]->SetValue(v);
+    }
+}
+
+int DbTableRow::FindCell(const CString& field) const {
+    const int i = m_descr ? m_descr->GetFieldIndex(field) : -1;
+    return static_cast<size_t>(i) < m_fields.size() ? i : -1;
 }
 
 bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {

@@ -117,14 +117,16 @@ Spec ReadSpec(const wchar_t*& p, va_list& args) {
 // The C format for one number: flags, width, precision, then the given
 // length modifier and conversion.
 std::string CFormat(const Spec& spec, const char* length, char conversion) {
-    std::string f = "%" + spec.flags;
+    std::string f = "%";
+    f.append(spec.flags);
     if (spec.width >= 0) {
-        f += std::to_string(spec.width);
+        f.append(std::to_string(spec.width));
     }
     if (spec.precision >= 0) {
-        f += "." + std::to_string(spec.precision);
+        f.append(".").append(std::to_string(spec.precision));
     }
-    return f + length + conversion;
+    f.append(length).push_back(conversion);
+    return f;
 }
 
 template <typename T>

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <functional>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 
+#include "platform/collation.h"
 #include "query/Db_Filter.h"
 
 namespace korvan {
@@ -24,12 +27,19 @@ size_t RealHash(Real value) {
     return HashOf<Real>(value == 0 ? Real(0) : value);
 }
 
+size_t TextHash(BSTR text) {
+    TextCollator* collator = TextCollator::Current();
+    return collator == nullptr
+               ? 0
+               : HashOf(collator->SortKey(std::wstring_view(text, SysStringLen(text))));
+}
+
 // A hash that values equal by VariantEqual share: equality needs the same
-// type, and within a type VarCmp's equality is value equality for numbers.
-// Other types (text among them) hash by type alone, which costs comparisons
-// but is never wrong. False for a value that is not even equal to itself (a
-// byte array, which VarCmp refuses, or NaN): such a value equals nothing, so
-// its row is distinct from every other.
+// type, and within a type VarCmp's equality is value equality for numbers
+// and collation equality for texts, whose sort keys are then equal. Other
+// types hash by type alone, which costs comparisons but is never wrong. False for a value that is
+// not even equal to itself (a byte array, which VarCmp refuses, or NaN): such a value equals
+// nothing, so its row is distinct from every other.
 bool ValueHash(const CComVariant& v, size_t& hash) {
     switch (v.vt) {
         case VT_I2:
@@ -73,10 +83,12 @@ bool ValueHash(const CComVariant& v, size_t& hash) {
             }
             hash = RealHash(v.dblVal);
             break;
+        case VT_BSTR:
+            hash = TextHash(v.bstrVal);
+            break;
         case VT_EMPTY:
         case VT_NULL:
         case VT_ERROR:
-        case VT_BSTR:
             hash = 0;
             break;
         default:

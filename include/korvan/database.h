@@ -26,7 +26,7 @@ class DbDatabase;
 
 // One registry entry: a table or a query answer.
 class KORVAN_API DbTableInfo {
-public:
+  public:
     enum eType { TABLE = 1, QUERY = 2 };
 
     DbTableInfo() = default;
@@ -57,7 +57,7 @@ public:
 // mdb (kind 2), checked, and for sequential XML reading handed out one element
 // at a time from fixed-size chunks.
 class KORVAN_API DbSource {
-public:
+  public:
     // An ".mdb" name opens the ".xml" file of the same base name (default true).
     static bool ForceXML;
     // Bytes per read of the streaming reader (default 16384).
@@ -94,10 +94,10 @@ public:
     // e.g. "\database\body\data\table"); false at the end of the file.
     bool ExtractXmlNode(const CString& path, CString& text);
 
-protected:
+  protected:
     bool CheckSource();
 
-private:
+  private:
     struct Stream;
     void Reset();
     void Classify(bool create);
@@ -121,7 +121,7 @@ private:
 
 // The root of one in-memory database.
 class KORVAN_API DbDatabase : public DbItem {
-public:
+  public:
     static LONG m_openDbCount;   // databases alive in the process
     static LONG m_queriesCount;  // running number of "Query_%d" names
 
@@ -129,9 +129,13 @@ public:
     // file does not open.
     explicit DbDatabase(const CString& file);
     DbDatabase();
+    // A deep, independent copy of the whole database (every table is read
+    // first) with the same file name and the same change state; assignment
+    // drops the previous content without saving it.
     DbDatabase(const DbDatabase& other);
     DbDatabase& operator=(const DbDatabase& other);
     // Saves to the source file when something changed, then releases all.
+    // A database whose file failed to read is never written back over it.
     ~DbDatabase() override;
 
     uint64_t GetSize() const override;
@@ -139,8 +143,12 @@ public:
     // Always false: mdb files are written through the serializer.
     virtual bool SaveMdb(const CString& file);
     // Writes the database to file: XML for an "xml" extension (any case),
-    // SaveMdb for "mdb", false for anything else. A failed save leaves an
-    // existing file as it was.
+    // SaveMdb for "mdb", false for anything else. Stale queries are
+    // recomputed and every table is read first; queries are never written.
+    // The XML goes to a temporary file that replaces file only when complete,
+    // so a failed save (false, with a log line naming the file and the
+    // reason) leaves an existing file as it was. Saving to the database's own
+    // file leaves it unchanged.
     virtual bool Save(const CString& file);
     // Appends the "database" element (header and body) to parent, or to the
     // document when parent is empty. False when any table failed.
@@ -151,18 +159,27 @@ public:
     bool Create(CString file);
 
     // Registry. Every lookup reads the structure first. Names are matched
-    // without regard to case.
+    // without regard to case; positions run from 0 in creation order without
+    // gaps.
     // Null (and a log line) when the name is taken.
     DbTableInfo* CreateTable(CString name, DbTableInfo::eType type, const CString& sql = CString(),
                              DbTableInfo* related = nullptr);
+    // Registers info's name, type, sql and related entry; the database takes
+    // over info's descriptor and data (new ones when null). On a refused name
+    // they stay the caller's.
     DbTableInfo* CreateTable(DbTableInfo* info);
     // Also deletes every query computed from the table, directly or not.
     void DeleteTable(const CString& name);
+    // The entry keeps its address and position. False when from is unknown,
+    // or (with a log line) when to names another table: both stay as they
+    // are.
     bool RenameTable(CString from, CString to);
+    // True for any registry entry, a table or a query.
     bool IsTable(const CString& name);
     DbTableInfo* GetTableInfo(CString name);
     bool GetTableInfo(CString name, DbTableInfo& info);
     DbTableInfo* FindTableInfo(const CString& name);
+    // Deliberately reads nothing: table data asks it while being read.
     DbTableInfo* FindTableInfo(const DbTableData* data);
     // The data as it stands, without reading or recomputing.
     DbTableData* FindTableData(const CString& name);
@@ -172,7 +189,7 @@ public:
     DbTableData* GetTableData(size_t index);
     DbTableDescr* GetTableDescr(const CString& name);
     DbTableDescr* GetTableDescr(size_t index);
-    // REQUIRES: index below GetTablesCount().
+    // An empty name for an index at or past GetTablesCount().
     CString GetTableName(size_t index);
     int GetTablesCount();
 
@@ -197,11 +214,20 @@ public:
     bool VerifySQL(CString sql);
     bool Query(CString sql, CString& name);
 
-protected:
+  protected:
     void ReadHeader();
     void ReadStructure();
     void LoadTables();
+    // Sequential XML source: hands the next body data element to the first
+    // table, by registry position, that has no data yet (whatever the
+    // element's name says) and returns that table's data; null at the end.
+    // A data element left over when every table has its data is an error.
     DbTableData* ReadNextTable();
+    // Kept as it always was, although nothing calls it. position is a
+    // registry position: below GetTablesCount() the table's data as it
+    // stands, without reading; above it (or negative) null; equal to it,
+    // ReadNextTable is repeated while the count is not below position. Since
+    // reading never adds entries, that last case never returns.
     DbTableData* ReadNextTableUntil(int position);
     void ParseXmlDatabase();
     void ParseXmlStructure(const CString& xml);
@@ -216,7 +242,7 @@ protected:
     void Update(const DbTableDescr* descr, size_t field, bool insert);
     void Log(const CString& message);
 
-private:
+  private:
     friend class DbSource;
     friend class DbTableDescr;
     friend class DbTableData;
@@ -225,6 +251,20 @@ private:
                         DbTableData* data, const CString& sql, DbTableInfo* related);
     DbTableInfo* Create(const CString& name, DbTableInfo::eType type, const CString& sql,
                         DbTableInfo* related);
+    // The entry under name, without reading anything.
+    DbTableInfo* Lookup(const CString& name);
+    // Every entry, by registry position.
+    std::vector<DbTableInfo*> EntriesInOrder();
+    void CreateHeaderTables();
+    // Replaces the content by a deep copy of other's.
+    void Assign(const DbDatabase& other);
+    void RefreshQueries();
+    void LoadStructureSection(pugi::xml_node section);
+    void LoadTableStructure(pugi::xml_node table);
+    // Without a target, the table named by the element's first attribute.
+    void LoadTableData(pugi::xml_node table, DbTableData* target);
+    bool SaveSection(pugi::xml_document& document, pugi::xml_node section, bool header,
+                     bool structure);
 
     std::unique_ptr<DbSource> m_source;
     std::vector<std::pair<CString, DbTableDescr*>> m_descriptors;
@@ -234,4 +274,7 @@ private:
     bool m_structurePending;
     std::vector<CString> m_errorLog;
     std::vector<CString> m_importLog;
+    // Reading the file failed: the database holds only part of it, so the
+    // destructor must not write it back over the file.
+    bool m_readFailed;
 };

@@ -1,7 +1,7 @@
 // korvan/korvan.h - the whole public interface of the korvan library.
 #pragma once
 
-#include <korvan/platform.h>
-#include <korvan/model.h>
-#include <korvan/query.h>
 #include <korvan/database.h>
+#include <korvan/model.h>
+#include <korvan/platform.h>
+#include <korvan/query.h>

@@ -69,6 +69,8 @@ class KORVAN_API DbItem {
     // Forgets every child without touching them; an owner about to destroy
     // all its children calls this first so that each removal is immediate.
     void ReleaseChildren();
+    // Makes room for count more children in one step.
+    void ReserveChildren(size_t count);
     size_t GetChildCount() const { return m_children.size(); }
 
   private:
@@ -302,6 +304,7 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
     size_t GetFieldCount() const { return m_fields.size(); }
     // REQUIRES: the field exists (no range check).
     DbFieldDescr& GetField(const CString& name);
+    DbFieldDescr& GetField(int i);
     DbFieldDescr& GetField(int i) const;
     DbFieldDescr& operator[](const CString& name);
     DbFieldDescr& operator[](uint64_t i);
@@ -360,6 +363,7 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     DbTableDescr* GetTableDescr() const { return m_descr; }
     void SetTableDescr(DbTableDescr* descr) { m_descr = descr; }
 
+    // Nothing happens for a field the descriptor does not have.
     void SetValue(const CString& field, const CString& text);
     void SetValue(const CString& field, const CComVariant& v);
 
@@ -395,8 +399,17 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
   private:
     friend class DbRows;
 
+    // The position of the named field's cell; -1 when there is none.
+    int FindCell(const CString& field) const;
+    // Makes one cell per field of the descriptor, all in one allocation.
+    void CreateCells(bool withDefaults);
+    // Destroys a cell of this row, made with the row or added later.
+    void DestroyCell(DbFieldValue* cell);
+
     std::vector<DbFieldValue*> m_fields;
     DbTableDescr* m_descr;
+    DbFieldValue* m_cellBlock;  // the cells made with the row
+    size_t m_cellBlockSize;
 };
 
 // The rows of a table, as positions into a row store. A container bound to
@@ -432,8 +445,6 @@ class KORVAN_API DbRows : public DbItem {
 
   private:
     DbTableRow* NewRow(bool withDefaults);
-    // REQUIRES: the descriptor has the field.
-    const CComVariant& DefaultOf(uint64_t field) const;
 
     DbTableDescr* m_descr;
     std::vector<uint64_t> m_order;

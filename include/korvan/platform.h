@@ -76,8 +76,12 @@ constexpr HRESULT DISP_E_OVERFLOW = static_cast<HRESULT>(0x8002000Au);
 constexpr HRESULT DISP_E_BADINDEX = static_cast<HRESULT>(0x8002000Bu);
 constexpr HRESULT DISP_E_ARRAYISLOCKED = static_cast<HRESULT>(0x8002000Du);
 
-constexpr bool SUCCEEDED(HRESULT hr) { return hr >= 0; }
-constexpr bool FAILED(HRESULT hr) { return hr < 0; }
+constexpr bool SUCCEEDED(HRESULT hr) {
+    return hr >= 0;
+}
+constexpr bool FAILED(HRESULT hr) {
+    return hr < 0;
+}
 
 // Variant types.
 enum VARENUM {
@@ -219,8 +223,8 @@ KORVAN_API HRESULT VariantCopy(VARIANTARG* pvargDest, const VARIANTARG* pvargSrc
 // pvargDest may equal pvarSrc.
 KORVAN_API HRESULT VariantChangeType(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc,
                                      USHORT wFlags, VARTYPE vt);
-KORVAN_API HRESULT VariantChangeTypeEx(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc,
-                                       LCID lcid, USHORT wFlags, VARTYPE vt);
+KORVAN_API HRESULT VariantChangeTypeEx(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, LCID lcid,
+                                       USHORT wFlags, VARTYPE vt);
 // VARCMP_LT, VARCMP_EQ, VARCMP_GT or VARCMP_NULL, or a failure code.
 KORVAN_API HRESULT VarCmp(const VARIANT* pvarLeft, const VARIANT* pvarRight, LCID lcid,
                           ULONG dwFlags);
@@ -234,7 +238,7 @@ KORVAN_API HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dw
 // thrown by value.
 
 class KORVAN_API CException {
-public:
+  public:
     CException() = default;
     CException(const CException&) = default;
     CException& operator=(const CException&) = default;
@@ -250,13 +254,13 @@ public:
 };
 
 class KORVAN_API CMemoryException : public CException {
-public:
+  public:
     int GetErrorMessage(wchar_t* buffer, unsigned int maxChars,
                         unsigned int* helpContext = nullptr) const override;
 };
 
 class KORVAN_API CInvalidArgException : public CException {
-public:
+  public:
     int GetErrorMessage(wchar_t* buffer, unsigned int maxChars,
                         unsigned int* helpContext = nullptr) const override;
 };
@@ -265,7 +269,7 @@ public:
 [[noreturn]] KORVAN_API void AfxThrowInvalidArgException();
 
 class KORVAN_API CAtlException {
-public:
+  public:
     explicit CAtlException(HRESULT hr = E_FAIL) : m_hr(hr) {}
     operator HRESULT() const { return m_hr; }
 
@@ -282,7 +286,7 @@ public:
 // character, %I64d/%I64u 64-bit integers; the rest is C99.
 
 class KORVAN_API CString {
-public:
+  public:
     CString() = default;
     CString(const wchar_t* text);  // null gives an empty string
     CString(const wchar_t* text, int length);
@@ -368,13 +372,15 @@ public:
     friend bool operator!=(const CString& a, const wchar_t* b) { return !(a == b); }
     friend bool operator<(const CString& a, const CString& b) { return a.m_text < b.m_text; }
 
-private:
+  private:
     std::wstring m_text;
 };
 
 template <>
 struct std::hash<CString> {
-    size_t operator()(const CString& s) const noexcept { return std::hash<std::wstring>{}(s.str()); }
+    size_t operator()(const CString& s) const noexcept {
+        return std::hash<std::wstring>{}(s.str());
+    }
 };
 
 // ---------------------------------------------------------------------------
@@ -385,7 +391,7 @@ struct std::hash<CString> {
 // < and > false.
 
 class KORVAN_API CComVariant : public tagVARIANT {
-public:
+  public:
     CComVariant() noexcept;
     ~CComVariant();
     CComVariant(const CComVariant& src);
@@ -393,19 +399,19 @@ public:
     CComVariant(const VARIANT& src);
     CComVariant(const wchar_t* text);  // null gives an empty BSTR
     CComVariant(const CString& text);
-    CComVariant(bool value);                                // VT_BOOL
-    CComVariant(char value);                                // VT_I1
-    CComVariant(BYTE value);                                // VT_UI1
-    CComVariant(short value);                               // VT_I2
-    CComVariant(unsigned short value);                      // VT_UI2
-    CComVariant(int value, VARTYPE vt = VT_I4);             // VT_I4 or VT_INT
-    CComVariant(unsigned int value, VARTYPE vt = VT_UI4);   // VT_UI4 or VT_UINT
-    CComVariant(long value, VARTYPE vt = VT_I4);            // VT_I4 (32 bits kept) or VT_ERROR
-    CComVariant(unsigned long value);                       // VT_UI4 (32 bits kept)
-    CComVariant(long long value);                           // VT_I8
-    CComVariant(unsigned long long value);                  // VT_UI8
-    CComVariant(float value);                               // VT_R4
-    CComVariant(double value, VARTYPE vt = VT_R8);          // VT_R8 or VT_DATE
+    CComVariant(bool value);                               // VT_BOOL
+    CComVariant(char value);                               // VT_I1
+    CComVariant(BYTE value);                               // VT_UI1
+    CComVariant(short value);                              // VT_I2
+    CComVariant(unsigned short value);                     // VT_UI2
+    CComVariant(int value, VARTYPE vt = VT_I4);            // VT_I4 or VT_INT
+    CComVariant(unsigned int value, VARTYPE vt = VT_UI4);  // VT_UI4 or VT_UINT
+    CComVariant(long value, VARTYPE vt = VT_I4);           // VT_I4 (32 bits kept) or VT_ERROR
+    CComVariant(unsigned long value);                      // VT_UI4 (32 bits kept)
+    CComVariant(long long value);                          // VT_I8
+    CComVariant(unsigned long long value);                 // VT_UI8
+    CComVariant(float value);                              // VT_R4
+    CComVariant(double value, VARTYPE vt = VT_R8);         // VT_R8 or VT_DATE
 
     CComVariant& operator=(const CComVariant& src);
     CComVariant& operator=(CComVariant&& src) noexcept;
@@ -428,13 +434,23 @@ public:
     HRESULT Copy(const VARIANT* src);
     // VariantChangeType(this, src ? src : this, 0, vt).
     HRESULT ChangeType(VARTYPE vt, const VARIANT* src = nullptr);
+
+  private:
+    // Copy; on failure VT_ERROR holding the failure, which is then raised.
+    void InternalCopy(const VARIANT* src);
+    // Clear; a failure is raised.
+    void ClearThrow();
+    // Clears a value of another type and takes the new type.
+    void SetType(VARTYPE type);
+    // A new BSTR; VT_ERROR and E_OUTOFMEMORY raised when it cannot be made.
+    void SetText(const wchar_t* text, size_t length);
 };
 
 // ---------------------------------------------------------------------------
 // CByteArray: a growable byte array with MFC's interface.
 
 class KORVAN_API CByteArray {
-public:
+  public:
     int64_t GetSize() const { return static_cast<int64_t>(m_bytes.size()); }
     int64_t GetCount() const { return GetSize(); }
     bool IsEmpty() const { return m_bytes.empty(); }
@@ -453,7 +469,7 @@ public:
     void Copy(const CByteArray& other) { m_bytes = other.m_bytes; }
     void RemoveAll() { m_bytes.clear(); }
 
-private:
+  private:
     std::vector<BYTE> m_bytes;
 };
 

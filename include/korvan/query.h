@@ -17,7 +17,7 @@ namespace clv {
 
 // One piece of a clause: an operand, an operator or a bracket.
 class KORVAN_API element {
-public:
+  public:
     enum etype {
         etExpr = 0,
         etOpr = 1,
@@ -40,7 +40,7 @@ public:
 // An operand carrying one boolean. Copies take the source's value() (so a
 // copy of a row filter captures its last outcome).
 class KORVAN_API expr : public element {
-public:
+  public:
     expr() = default;
     expr(bool value) : m_value(value) {}
     expr(const expr& other);
@@ -52,47 +52,47 @@ public:
     etype type() const override;          // etExpr
     virtual bool value() const;
 
-protected:
+  protected:
     bool m_value = false;
 };
 
 // A binary operator.
 class KORVAN_API opr : public element {
-public:
+  public:
     etype type() const override;  // etOpr
     virtual bool value(const expr* a, const expr* b) const = 0;
 };
 
 // a AND b; b is asked only when a is true.
 class KORVAN_API opr_and : public opr {
-public:
+  public:
     const char* string() const override;  // "AND"
     bool value(const expr* a, const expr* b) const override;
 };
 
 // a OR b; b is asked only when a is false.
 class KORVAN_API opr_or : public opr {
-public:
+  public:
     const char* string() const override;  // "OR"
     bool value(const expr* a, const expr* b) const override;
 };
 
 // NOT a; b is ignored.
 class KORVAN_API opr_not : public opr {
-public:
+  public:
     const char* string() const override;  // "NOT"
     etype type() const override;          // etOprNot
     bool value(const expr* a, const expr* b) const override;
 };
 
 class KORVAN_API leftbracket : public element {
-public:
+  public:
     const char* string() const override;  // "("
     etype type() const override;          // etLeftBracket
 };
 
 class KORVAN_API rightbracket : public element {
-public:
+  public:
     const char* string() const override;  // ")"
     etype type() const override;          // etRightBracket
 };
@@ -102,7 +102,7 @@ public:
 // c" is a AND (b OR c)); brackets are the only other grouping. Operands must
 // outlive every evaluation.
 class KORVAN_API clause {
-public:
+  public:
     clause();
     // Copies share the source's operator objects.
     clause(const clause& other);
@@ -130,11 +130,11 @@ public:
     // The RPN, e.g. "exp exp OR exp NOT AND"; rebuilt first when needed.
     std::string GetRPNString();
 
-protected:
+  protected:
     bool BuildRPN();
     std::string BuildClauseString(const std::vector<element*>& sequence) const;
 
-private:
+  private:
     void initialize();
 
     bool m_rebuild;
@@ -152,7 +152,7 @@ private:
 // One comparison of a row's field with a constant or with another field. The
 // outcome of the latest Evaluate is the filter's value() as a clause operand.
 class KORVAN_API DbFilter : public clv::expr {
-public:
+  public:
     typedef bool (*CompareFn)(const CComVariant& left, const CComVariant& right);
     typedef void (DbFilter::*EvaluatorFn)(const DbTableRow& row);
 
@@ -180,7 +180,7 @@ namespace parser {
 
 // What SQL analysis found in a SELECT text.
 class KORVAN_API QueryAnalysisParams {
-public:
+  public:
     QueryAnalysisParams();
     virtual ~QueryAnalysisParams();
     QueryAnalysisParams(const QueryAnalysisParams&) = delete;

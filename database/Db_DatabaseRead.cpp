@@ -1,0 +1,377 @@
+// DbDatabase: reading an XML database file in stages, as a whole document or
+// element by element from the source's stream.
+//
+// Before anything reaches the table model the reader checks what the model
+// takes on trust: every table element has a name, every structure holds
+// "field" elements with a name and a known type, every data section holds
+// "row" elements whose attributes are fields of the table, and every data
+// element has a structure. A file that breaks any of this is refused with a
+// DbException naming the file, never read halfway into wrong tables.
+#include <korvan/database.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+namespace {
+
+[[noreturn]] void Fail(const CString& message) {
+    throw new DbException("Db_Database", __LINE__, message);
+}
+
+pugi::xml_node FirstElement(pugi::xml_node node) {
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_element) {
+            return child;
+        }
+    }
+    return pugi::xml_node();
+}
+
+pugi::xml_node NextElement(pugi::xml_node node) {
+    for (pugi::xml_node next = node.next_sibling(); next; next = next.next_sibling()) {
+        if (next.type() == pugi::node_element) {
+            return next;
+        }
+    }
+    return pugi::xml_node();
+}
+
+void ParseXml(const std::string& utf8, pugi::xml_document& doc, const CString& file) {
+    const pugi::xml_parse_result result =
+        doc.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8);
+    if (!result) {
+        Fail(StringBuilder(L"XML error in '%s': %S at offset %lld", file.GetString(),
+                           result.description(), static_cast<long long>(result.offset)));
+    }
+}
+
+// The table name is the value of the element's first attribute, whatever
+// that attribute is called.
+CString TableName(pugi::xml_node table, const CString& file) {
+    const CString name(table.first_attribute().value());
+    if (name.IsEmpty()) {
+        Fail(StringBuilder(L"A table element in '%s' has no name", file.GetString()));
+    }
+    return name;
+}
+
+bool IsKnownFieldType(const char* text) {
+    if (*text == 0 || std::strspn(text, "0123456789") != std::strlen(text) ||
+        std::strlen(text) > 5) {
+        return false;
+    }
+    switch (std::atoi(text)) {
+        case VT_I2:
+        case VT_I4:
+        case VT_R4:
+        case VT_R8:
+        case VT_DATE:
+        case VT_BSTR:
+        case VT_BOOL:
+        case VT_ARRAY | VT_UI1:
+            return true;
+        default:
+            return false;
+    }
+}
+
+void CheckStructure(pugi::xml_node table, const CString& name, const CString& file) {
+    std::set<CString> seen;
+    for (pugi::xml_node field = table.first_child(); field; field = field.next_sibling()) {
+        if (field.type() != pugi::node_element || std::strcmp(field.name(), "field") != 0) {
+            Fail(StringBuilder(L"Unexpected content in the structure of table '%s' in '%s'",
+                               name.GetString(), file.GetString()));
+        }
+        CString fieldName(field.attribute("name").value());
+        if (fieldName.IsEmpty()) {
+            Fail(StringBuilder(L"A field of table '%s' in '%s' has no name", name.GetString(),
+                               file.GetString()));
+        }
+        if (!IsKnownFieldType(field.attribute("type").value())) {
+            Fail(StringBuilder(L"Field '%s' of table '%s' in '%s' has an unknown type '%S'",
+                               fieldName.GetString(), name.GetString(), file.GetString(),
+                               field.attribute("type").value()));
+        }
+        if (!seen.insert(fieldName.MakeLower()).second) {
+            Fail(StringBuilder(L"Field '%S' of table '%s' in '%s' is defined twice",
+                               field.attribute("name").value(), name.GetString(),
+                               file.GetString()));
+        }
+    }
+}
+
+void CheckRows(pugi::xml_node table, const DbTableDescr& descr, const CString& name,
+               const CString& file) {
+    std::set<std::string> fields;
+    for (size_t f = 0; f < descr.GetFieldCount(); ++f) {
+        fields.insert(descr.GetField(static_cast<int>(f)).GetSafeName().ToUtf8());
+    }
+    for (pugi::xml_node row = table.first_child(); row; row = row.next_sibling()) {
+        if (row.type() != pugi::node_element || std::strcmp(row.name(), "row") != 0) {
+            Fail(StringBuilder(L"Unexpected content in the data of table '%s' in '%s'",
+                               name.GetString(), file.GetString()));
+        }
+        for (pugi::xml_attribute value : row.attributes()) {
+            if (fields.count(value.name()) == 0) {
+                Fail(StringBuilder(L"Attribute '%S' of table '%s' in '%s' is not a field",
+                                   value.name(), name.GetString(), file.GetString()));
+            }
+        }
+    }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Stages.
+
+void DbDatabase::ReadHeader() {
+    if (!m_headerPending) {
+        return;
+    }
+    // The flags go first: the table model looks tables up while they are
+    // being read, and that must not start the reading again.
+    m_headerPending = false;
+    try {
+        if (m_source->IsXmlBased() && m_source->IsSequentialAccess()) {
+            CString text;
+            if (!m_source->ExtractXmlNode(L"\\database\\header\\structure", text)) {
+                Fail(L"Invalid pointer");
+            }
+            ParseXmlStructure(text);
+            if (m_registry.empty()) {
+                Fail(L"Invalid pointer");
+            }
+            for (int i = 0; i < 2; ++i) {
+                if (m_source->ExtractXmlNode(L"\\database\\header\\data\\table", text)) {
+                    ParseXmlTableData(text);
+                }
+            }
+            // A header table without a data element has no rows; it must not
+            // take the first body table's data element.
+            pugi::xml_document empty;
+            const pugi::xml_node noRows = empty.append_child("table");
+            for (auto& [key, entry] : m_registry) {
+                if (!entry.data->IsInitialized()) {
+                    entry.data->Load(noRows);
+                }
+            }
+        } else if (m_source->IsXmlBased()) {
+            m_structurePending = false;
+            ParseXmlDatabase();
+        } else if (m_source->IsMdbBased()) {
+            // Waiting for the ODBC import (DbSerializer::Load and CopyFrom):
+            // until then an mdb source yields only the two header tables.
+            Log(StringBuilder(L"Importing mdb file '%s'", m_source->GetFile().GetString()));
+            m_structurePending = false;
+        }
+        CreateHeaderTables();
+    } catch (...) {
+        m_readFailed = true;
+        Clear();
+        throw;
+    }
+    Sync();
+}
+
+void DbDatabase::ReadStructure() {
+    ReadHeader();
+    if (!m_structurePending || !m_source->IsXmlBased()) {
+        return;
+    }
+    m_structurePending = false;
+    try {
+        CString text;
+        if (m_source->ExtractXmlNode(L"\\database\\body\\structure", text)) {
+            ParseXmlStructure(text);
+        }
+    } catch (...) {
+        m_readFailed = true;
+        Clear();
+        throw;
+    }
+    Sync();
+}
+
+void DbDatabase::LoadTables() {
+    ReadStructure();
+    if (m_source->IsSequentialAccess()) {
+        while (ReadNextTable() != nullptr) {
+        }
+    }
+}
+
+DbTableData* DbDatabase::ReadNextTable() {
+    ReadStructure();
+    if (m_source->IsEof() || !m_source->IsSequentialAccess()) {
+        return nullptr;
+    }
+    // Data elements are bound by position: the next element belongs to the
+    // first table, in registry order, that has none yet. Query answers never
+    // come from the file.
+    DbTableInfo* next = nullptr;
+    for (const auto& [name, data] : m_data) {
+        DbTableInfo* entry = Lookup(name);
+        if (!data->IsInitialized() && entry->type == DbTableInfo::TABLE) {
+            next = entry;
+            break;
+        }
+    }
+    const double start = korvan::MonotonicSeconds();
+    CString text;
+    bool found;
+    try {
+        found = m_source->ExtractXmlNode(L"\\database\\body\\data\\table", text);
+        // Every table has its data: one more data element has no structure.
+        if (next == nullptr && found) {
+            Fail(StringBuilder(L"A data element in '%s' has no table structure",
+                               m_source->GetFile().GetString()));
+        }
+    } catch (...) {
+        m_readFailed = true;
+        m_source->Release();
+        throw;
+    }
+    if (!found) {
+        m_source->Release();
+        return nullptr;
+    }
+    next->data->SetXmlSource(text);
+    Log(StringBuilder(L"Table '%s' xml source extracted in %.4f [s]", next->name.GetString(),
+                      korvan::MonotonicSeconds() - start));
+    return next->data;
+}
+
+DbTableData* DbDatabase::ReadNextTableUntil(int position) {
+    const int count = GetTablesCount();
+    if (position < 0 || position > count) {
+        return nullptr;
+    }
+    if (position < count) {
+        return m_data[static_cast<size_t>(position)].second;
+    }
+    DbTableData* data = nullptr;
+    while (GetTablesCount() >= position) {
+        data = ReadNextTable();
+    }
+    return data;
+}
+
+// ---------------------------------------------------------------------------
+// Parsing.
+
+void DbDatabase::ParseXmlDatabase() {
+    const CString& file = m_source->GetFile();
+    std::ifstream in(file.ToUtf8(), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (!in.is_open() || in.bad()) {
+        Fail(StringBuilder(L"Cannot read '%s': %S", file.GetString(), std::strerror(errno)));
+    }
+    std::wstring decoded;
+    if (!korvan::DecodeUtf8(text, decoded)) {
+        Fail(StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));
+    }
+    pugi::xml_document doc;
+    ParseXml(text, doc, file);
+
+    pugi::xml_node root;
+    for (pugi::xml_node child : doc.children()) {
+        if (child.type() == pugi::node_element &&
+            CString(child.name()).CompareNoCase(L"database") == 0) {
+            root = child;
+            break;
+        }
+    }
+    if (!root) {
+        return;
+    }
+    // The walk is positional: element names below the root are not looked at.
+    const pugi::xml_node header = FirstElement(root);
+    const pugi::xml_node headerStructure = FirstElement(header);
+    if (!header || !headerStructure || !FirstElement(headerStructure)) {
+        Fail(L"Invalid pointer");
+    }
+    const pugi::xml_node headerData = NextElement(headerStructure);
+    const pugi::xml_node body = NextElement(header);
+    const pugi::xml_node bodyStructure = FirstElement(body);
+    const pugi::xml_node bodyData = NextElement(bodyStructure);
+
+    LoadStructureSection(headerStructure);
+    for (pugi::xml_node table = FirstElement(headerData); table; table = NextElement(table)) {
+        LoadTableData(table, nullptr);
+    }
+    LoadStructureSection(bodyStructure);
+    for (pugi::xml_node table = FirstElement(bodyData); table; table = NextElement(table)) {
+        LoadTableData(table, nullptr);
+    }
+}
+
+void DbDatabase::ParseXmlStructure(const CString& xml) {
+    pugi::xml_document doc;
+    ParseXml(xml.ToUtf8(), doc, m_source->GetFile());
+    LoadStructureSection(doc.document_element());
+}
+
+void DbDatabase::ParseXmlTableData(const CString& xml, DbTableData* target) {
+    try {
+        pugi::xml_document doc;
+        ParseXml(xml.ToUtf8(), doc, m_source->GetFile());
+        LoadTableData(doc.document_element(), target);
+    } catch (DbException* e) {
+        // Table data parsed on first access reports failure only as missing
+        // rows; the reason goes to the log.
+        m_readFailed = true;
+        Log(e->Message());
+        throw;
+    }
+}
+
+void DbDatabase::LoadStructureSection(pugi::xml_node section) {
+    for (pugi::xml_node table = FirstElement(section); table; table = NextElement(table)) {
+        LoadTableStructure(table);
+    }
+}
+
+void DbDatabase::LoadTableStructure(pugi::xml_node table) {
+    const CString& file = m_source->GetFile();
+    const CString name = TableName(table, file);
+    CheckStructure(table, name, file);
+    DbTableInfo* entry = Create(name, DbTableInfo::TABLE, CString(), nullptr);
+    if (entry == nullptr) {
+        Fail(StringBuilder(L"Table '%s' is defined twice in '%s'", name.GetString(),
+                           file.GetString()));
+    }
+    if (!entry->descr->Load(table)) {
+        Fail(StringBuilder(L"Cannot read the structure of table '%s' in '%s'", name.GetString(),
+                           file.GetString()));
+    }
+}
+
+void DbDatabase::LoadTableData(pugi::xml_node table, DbTableData* target) {
+    const CString& file = m_source->GetFile();
+    CString name;
+    if (target == nullptr) {
+        name = TableName(table, file);
+        DbTableInfo* entry = Lookup(name);
+        if (entry == nullptr) {
+            Fail(StringBuilder(L"Table '%s' in '%s' has data but no structure", name.GetString(),
+                               file.GetString()));
+        }
+        if (entry->data->IsInitialized()) {
+            Fail(StringBuilder(L"Table '%s' has more than one data element in '%s'",
+                               name.GetString(), file.GetString()));
+        }
+        target = entry->data;
+    } else {
+        const DbTableInfo* entry = FindTableInfo(target);
+        name = entry != nullptr ? entry->name : CString(table.first_attribute().value());
+    }
+    CheckRows(table, *target->GetTableDescr(), name, file);
+    if (!target->Load(table)) {
+        Fail(StringBuilder(L"Cannot read the rows of table '%s' in '%s'", name.GetString(),
+                           file.GetString()));
+    }
+}

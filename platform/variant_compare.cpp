@@ -1,0 +1,183 @@
+#include <korvan/platform.h>
+
+#include <cmath>
+#include <string_view>
+
+#include "platform/collation.h"
+#include "platform/variant_number.h"
+
+namespace korvan {
+namespace {
+
+// The types VarCmp does not order.
+bool IsUnorderable(VARTYPE vt) {
+    switch (vt) {
+        case VT_I1:
+        case VT_UI2:
+        case VT_UI4:
+        case VT_UI8:
+        case VT_DISPATCH:
+        case VT_VARIANT:
+        case VT_UNKNOWN:
+        case 15:
+            return true;
+        default:
+            return false;
+    }
+}
+
+template <typename T>
+HRESULT Order(T left, T right) {
+    if (left == right) {
+        return VARCMP_EQ;
+    }
+    return left < right ? VARCMP_LT : VARCMP_GT;  // NaN: greater, whatever its side
+}
+
+// The UTF-16 code units of a text, one after the other.
+class Utf16Units {
+  public:
+    Utf16Units(const wchar_t* text, size_t length) : m_at(text), m_end(text + length) {}
+
+    bool Next(uint32_t& unit) {
+        if (m_pendingLow) {
+            unit = m_pendingLow;
+            m_pendingLow = 0;
+            return true;
+        }
+        if (m_at == m_end) {
+            return false;
+        }
+        const auto c = static_cast<uint32_t>(*m_at++);
+        if (c >= 0x10000 && c <= 0x10FFFF) {
+            unit = 0xD800 + ((c - 0x10000) >> 10);
+            m_pendingLow = 0xDC00 + ((c - 0x10000) & 0x3FF);
+        } else {
+            unit = c <= 0xFFFF ? c : 0xFFFD;
+        }
+        return true;
+    }
+
+  private:
+    const wchar_t* m_at;
+    const wchar_t* m_end;
+    uint32_t m_pendingLow = 0;
+};
+
+// memcmp over the UTF-16LE bytes of both texts, then the shorter is less: the
+// low byte of each unit counts first.
+HRESULT CompareUtf16Bytes(BSTR left, UINT leftLength, BSTR right, UINT rightLength) {
+    Utf16Units a(left, leftLength);
+    Utf16Units b(right, rightLength);
+    uint32_t x = 0;
+    uint32_t y = 0;
+    for (;;) {
+        const bool moreLeft = a.Next(x);
+        const bool moreRight = b.Next(y);
+        if (!moreLeft || !moreRight) {
+            return Order(moreLeft, moreRight);
+        }
+        if (x != y) {
+            const uint32_t swappedX = ((x & 0xFF) << 8) | (x >> 8);
+            const uint32_t swappedY = ((y & 0xFF) << 8) | (y >> 8);
+            return Order(swappedX, swappedY);
+        }
+    }
+}
+
+HRESULT CompareNumbers(const VARIANT& left, const VARIANT& right) {
+    VariantNumber a;
+    VariantNumber b;
+    ReadVariantNumber(left, a);
+    ReadVariantNumber(right, b);
+    if (left.vt == VT_R4 || right.vt == VT_R4) {
+        float x = 0.0f;
+        float y = 0.0f;
+        // A value beyond the range of R4 has both compared as R8.
+        if (SUCCEEDED(FloatFromNumber(a, x)) && SUCCEEDED(FloatFromNumber(b, y))) {
+            return Order(x, y);
+        }
+        return Order(DoubleFromNumber(a), DoubleFromNumber(b));
+    }
+    if (a.kind == VariantNumber::Kind::kReal || b.kind == VariantNumber::Kind::kReal) {
+        return Order(DoubleFromNumber(a), DoubleFromNumber(b));
+    }
+    // EMPTY, BOOL, UI1, I2, I4, INT and I8: all signed but UI1, which fits.
+    const auto integer = [](const VariantNumber& n) {
+        return n.kind == VariantNumber::Kind::kSigned ? n.signedValue
+                                                      : static_cast<int64_t>(n.unsignedValue);
+    };
+    return Order(integer(a), integer(b));
+}
+
+// A text against EMPTY: equal when the text is empty, else greater; against
+// any number: always greater.
+HRESULT CompareTextWithValue(BSTR text, VARTYPE other) {
+    return other == VT_EMPTY && SysStringLen(text) == 0 ? VARCMP_EQ : VARCMP_GT;
+}
+
+HRESULT Reverse(HRESULT order) {
+    return order == VARCMP_LT ? VARCMP_GT : (order == VARCMP_GT ? VARCMP_LT : order);
+}
+
+}  // namespace
+}  // namespace korvan
+
+HRESULT VarCmp(const VARIANT* pvarLeft, const VARIANT* pvarRight, LCID lcid, ULONG dwFlags) {
+    const VARTYPE left = pvarLeft->vt;
+    const VARTYPE right = pvarRight->vt;
+    // Flag bits (arrays, references, and the numeric-text modes of
+    // VT_RESERVED, which this layer does not offer) and types beyond the
+    // comparable ones.
+    if (((left | right) & ~VT_TYPEMASK) || left > VT_INT || right > VT_I8) {
+        return DISP_E_BADVARTYPE;
+    }
+    if (korvan::IsUnorderable(left) || korvan::IsUnorderable(right)) {
+        return DISP_E_TYPEMISMATCH;
+    }
+    if (left == VT_CY || left == VT_DECIMAL || right == VT_CY || right == VT_DECIMAL) {
+        return DISP_E_BADVARTYPE;  // no currency or decimal values here
+    }
+    if (left == VT_ERROR || right == VT_ERROR) {
+        return left == right ? VARCMP_EQ : DISP_E_TYPEMISMATCH;
+    }
+    if (left == VT_NULL || right == VT_NULL) {
+        return VARCMP_NULL;
+    }
+    if (left == VT_BSTR && right == VT_BSTR) {
+        return VarBstrCmp(pvarLeft->bstrVal, pvarRight->bstrVal, lcid, dwFlags);
+    }
+    if (left == VT_BSTR) {
+        return korvan::CompareTextWithValue(pvarLeft->bstrVal, right);
+    }
+    if (right == VT_BSTR) {
+        return korvan::Reverse(korvan::CompareTextWithValue(pvarRight->bstrVal, left));
+    }
+    return korvan::CompareNumbers(*pvarLeft, *pvarRight);
+}
+
+HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags) {
+    // A null BSTR is "". A text starting with U+0000 passes for empty against
+    // a text that is not, but is still longer than "".
+    const bool leftEmpty = !bstrLeft || !*bstrLeft;
+    const bool rightEmpty = !bstrRight || !*bstrRight;
+    if (leftEmpty != rightEmpty) {
+        return leftEmpty ? VARCMP_LT : VARCMP_GT;
+    }
+    const UINT leftLength = SysStringLen(bstrLeft);
+    const UINT rightLength = SysStringLen(bstrRight);
+    if (lcid == 0) {
+        return korvan::CompareUtf16Bytes(bstrLeft, leftLength, bstrRight, rightLength);
+    }
+    if (leftLength == 0 || rightLength == 0) {
+        return korvan::Order(leftLength, rightLength);
+    }
+    korvan::TextCollator* collator = korvan::TextCollator::Current();
+    if (!collator) {
+        return E_OUTOFMEMORY;
+    }
+    const int order = collator->Compare(std::wstring_view(bstrLeft, leftLength),
+                                        std::wstring_view(bstrRight, rightLength),
+                                        (dwFlags & NORM_IGNORECASE) != 0);
+    return korvan::Order(order, 0);
+}

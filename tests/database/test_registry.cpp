@@ -1,0 +1,288 @@
+// The registry of tables and queries: creation, lookups, cascading deletes,
+// renames, query synchronisation, the log and copies of a whole database.
+#include "files.h"
+
+#include <vector>
+
+namespace {
+
+std::vector<CString> LogOf(DbDatabase& db) {
+    std::vector<CString> lines;
+    db.GetError(lines);
+    return lines;
+}
+
+// Every entry's index is its position, and positions run without gaps.
+void ExpectGaplessIndexes(DbDatabase& db) {
+    for (int i = 0; i < db.GetTablesCount(); ++i) {
+        const DbTableInfo* entry = db.GetTableInfo(db.GetTableName(static_cast<size_t>(i)));
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(entry->index, static_cast<uint64_t>(i)) << entry->name.ToUtf8();
+        EXPECT_EQ(db.GetTableDescr(static_cast<size_t>(i)), entry->descr);
+        EXPECT_EQ(db.FindTableInfo(entry->data), entry);
+    }
+}
+
+}  // namespace
+
+TEST(Registry, CreationOrderDuplicatesAndLookups) {
+    ScratchDir dir;
+    DbDatabase db;
+    ASSERT_TRUE(db.Create(dir.File("new.xml")));
+    ASSERT_EQ(db.GetTablesCount(), 2);
+    EXPECT_EQ(db.GetTableName(0), L"Header");
+    EXPECT_EQ(db.GetTableName(1), L"Properties");
+    EXPECT_EQ(db.GetHeaderDescr()->GetFieldCount(), 6u);
+    EXPECT_EQ(db.GetHeaderData()->size(), 1u);
+    EXPECT_EQ(db.GetTableData(CString(L"properties"))->size(), 1u);
+    LogOf(db);
+
+    DbTableInfo* parts = db.CreateTable(L"Parts", DbTableInfo::TABLE);
+    ASSERT_NE(parts, nullptr);
+    EXPECT_EQ(parts->index, 2u);
+    EXPECT_EQ(db.CreateTable(L"parts", DbTableInfo::TABLE), nullptr);
+    const std::vector<CString> log = LogOf(db);
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0], L"Table 'Parts' created, index = 2, type = TABLE, sql = ''");
+    EXPECT_EQ(log[1], L"Table 'parts' already in database, cannot add another 'parts' table");
+    EXPECT_EQ(db.GetTablesCount(), 3);
+    EXPECT_EQ(db.GetTableInfo(L"PARTS"), parts);
+    EXPECT_EQ(db.GetTableInfo(L"parts")->name, L"Parts");
+
+    DbTableInfo copy;
+    EXPECT_TRUE(db.GetTableInfo(L"Parts", copy));
+    EXPECT_EQ(copy.descr, parts->descr);
+    EXPECT_FALSE(db.GetTableInfo(L"nothing", copy));
+
+    EXPECT_TRUE(db.IsTable(L"pArTs"));
+    EXPECT_FALSE(db.IsTable(L"nothing"));
+    EXPECT_EQ(db.FindTableData(L"nothing"), nullptr);
+    EXPECT_EQ(db.GetTableData(CString(L"nothing")), nullptr);
+    EXPECT_EQ(db.GetTableDescr(CString(L"nothing")), nullptr);
+    EXPECT_EQ(db.GetTableData(size_t{3}), nullptr);
+    EXPECT_EQ(db.GetTableDescr(size_t{3}), nullptr);
+    EXPECT_EQ(db.GetTableName(3), L"");
+    EXPECT_EQ(db.FindTableInfo(static_cast<const DbTableData*>(nullptr)), nullptr);
+
+    // A query's entry records its text and the entry it was computed from.
+    DbTableInfo* query =
+        db.CreateTable(L"Query_1", DbTableInfo::QUERY, L"select * from parts", parts);
+    ASSERT_NE(query, nullptr);
+    EXPECT_EQ(LogOf(db)[0],
+              L"Table 'Query_1' created, index = 3, type = QUERY, sql = 'select * from parts'");
+    ExpectGaplessIndexes(db);
+}
+
+TEST(Registry, DeleteCascadesThroughQueriesAndKeepsIndexesGapless) {
+    DbDatabase db;
+    DbTableInfo* a = db.CreateTable(L"a", DbTableInfo::TABLE);
+    DbTableInfo* b = db.CreateTable(L"b", DbTableInfo::TABLE);
+    DbTableInfo* qa = db.CreateTable(L"qa", DbTableInfo::QUERY, L"select x from a", a);
+    DbTableInfo* qb = db.CreateTable(L"qb", DbTableInfo::QUERY, L"select x from b", b);
+    db.CreateTable(L"qqa", DbTableInfo::QUERY, L"select x from qa", qa);
+    db.CreateTable(L"qqqa", DbTableInfo::QUERY, L"select x from qqa", db.GetTableInfo(L"qqa"));
+    EXPECT_TRUE(db.GetTableInfo(L"qqqa")->IsRelatedWith(a));
+    EXPECT_FALSE(db.GetTableInfo(L"qqqa")->IsRelatedWith(b));
+    EXPECT_FALSE(a->IsRelatedWith(a));
+    ASSERT_EQ(db.GetTablesCount(), 8);
+
+    db.DeleteTable(L"A");
+    EXPECT_EQ(db.GetTablesCount(), 4);
+    for (const wchar_t* gone : {L"a", L"qa", L"qqa", L"qqqa"}) {
+        EXPECT_FALSE(db.IsTable(gone)) << CString(gone).ToUtf8();
+    }
+    EXPECT_EQ(db.GetTableInfo(L"b"), b);
+    EXPECT_EQ(db.GetTableInfo(L"qb"), qb);
+    EXPECT_EQ(qb->related, b);
+    EXPECT_EQ(b->index, 2u);
+    EXPECT_EQ(qb->index, 3u);
+    ExpectGaplessIndexes(db);
+
+    db.DeleteTable(L"unknown");
+    db.DeleteTable(L"qb");  // a query alone
+    EXPECT_EQ(db.GetTablesCount(), 3);
+    EXPECT_TRUE(db.IsTable(L"b"));
+    ExpectGaplessIndexes(db);
+}
+
+TEST(Registry, RenameMovesTheEntryItself) {
+    DbDatabase db;
+    DbTableInfo* beams = db.CreateTable(L"Beams", DbTableInfo::TABLE);
+    DbTableInfo* other = db.CreateTable(L"Other", DbTableInfo::TABLE);
+    DbTableInfo* query = db.CreateTable(L"q", DbTableInfo::QUERY, L"select a from beams", beams);
+    LogOf(db);
+
+    ASSERT_TRUE(db.RenameTable(L"beams", L"Girders"));
+    EXPECT_EQ(LogOf(db)[0], L"Table 'Beams' renamed to 'Girders'");
+    EXPECT_EQ(db.GetTableInfo(L"GIRDERS"), beams);
+    EXPECT_EQ(beams->name, L"Girders");
+    EXPECT_EQ(query->related, beams);
+    EXPECT_FALSE(db.IsTable(L"beams"));
+    EXPECT_EQ(db.GetTableName(beams->index), L"Girders");
+
+    // A name that is taken is refused and both tables stay as they were.
+    EXPECT_FALSE(db.RenameTable(L"Girders", L"other"));
+    EXPECT_EQ(LogOf(db).size(), 1u);
+    EXPECT_EQ(db.GetTableInfo(L"girders"), beams);
+    EXPECT_EQ(db.GetTableInfo(L"other"), other);
+    EXPECT_EQ(other->name, L"Other");
+
+    EXPECT_FALSE(db.RenameTable(L"missing", L"x"));
+    ASSERT_TRUE(db.RenameTable(L"girders", L"GIRDERS"));  // a change of case only
+    EXPECT_EQ(db.GetTableInfo(L"girders"), beams);
+    EXPECT_EQ(beams->name, L"GIRDERS");
+    ExpectGaplessIndexes(db);
+}
+
+TEST(Registry, QueriesFollowTheChangesOfTheirBaseTable) {
+    DbDatabase db;
+    DbTableInfo* table = db.CreateTable(L"t", DbTableInfo::TABLE);
+    table->descr->CreateField(L"x", false, DbFieldDescr::ftLong);
+    DbTableInfo* query = db.CreateTable(L"q", DbTableInfo::QUERY, L"select x from t", table);
+    DbTableInfo* deeper = db.CreateTable(L"qq", DbTableInfo::QUERY, L"select x from q", query);
+    query->syncId = table->data->GetChangeId();
+    deeper->syncId = -12345;  // never looked at: q's stamp decides for the chain
+    EXPECT_TRUE(table->IsQuerySync());
+    EXPECT_TRUE(query->IsQuerySync());
+    EXPECT_TRUE(deeper->IsQuerySync());
+
+    table->data->AddRow();
+    EXPECT_FALSE(query->IsQuerySync());
+    EXPECT_FALSE(deeper->IsQuerySync());
+
+    // Detached from any table a query has nothing to follow.
+    DbTableInfo loose(L"loose", DbTableInfo::QUERY, 0, L"", nullptr, nullptr, nullptr);
+    EXPECT_TRUE(loose.IsQuerySync());
+}
+
+TEST(Registry, LogIsJoinedWithoutTrailingBreakAndHandedOver) {
+    DbDatabase db;
+    EXPECT_EQ(db.GetErrorLog(), L"");
+    db.CreateTable(L"one", DbTableInfo::TABLE);
+    std::vector<CString> lines;
+    db.GetError(lines);
+    db.CreateTable(L"two", DbTableInfo::TABLE);
+    EXPECT_EQ(db.GetErrorLog(), L"Table 'two' created, index = 3, type = TABLE, sql = ''");
+    db.CreateTable(L"two", DbTableInfo::TABLE);
+    EXPECT_EQ(db.GetErrorLog(),
+              L"Table 'two' created, index = 3, type = TABLE, sql = ''\r\n"
+              L"Table 'two' already in database, cannot add another 'two' table");
+    lines.clear();
+    lines.push_back(L"kept");
+    db.GetError(lines);
+    EXPECT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], L"kept");
+    EXPECT_EQ(db.GetErrorLog(), L"");
+}
+
+TEST(Registry, CopiesAreDeepAndIndependent) {
+    ScratchDir dir;
+    const LONG open = DbDatabase::m_openDbCount;
+    DbDatabase original;
+    original.Create(dir.File("copy.xml"));
+    DbTableInfo* table = original.CreateTable(L"t", DbTableInfo::TABLE);
+    table->descr->CreateField(L"name", true, DbFieldDescr::ftText);
+    table->descr->CreateField(L"mass", false, DbFieldDescr::ftDouble);
+    for (int i = 0; i < 3; ++i) {
+        DbTableRow* row = table->data->GetRow(static_cast<int>(table->data->AddRow()));
+        row->SetValue(L"name", CComVariant(L"row"));
+        row->SetValue(L"mass", CComVariant(1.5 * i));
+    }
+    DbTableInfo* query = original.CreateTable(L"q", DbTableInfo::QUERY, L"select * from t", table);
+    std::vector<uint64_t> order = {2, 0};
+    query->data->Bind(table->data->GetRows(), order);
+    query->syncId = table->data->GetChangeId();
+    {
+        DbDatabase copy(original);
+        EXPECT_EQ(DbDatabase::m_openDbCount, open + 2);
+        EXPECT_EQ(copy.GetName(), original.GetName());
+        EXPECT_EQ(copy.GetErrorLog(), original.GetErrorLog());
+        ASSERT_EQ(copy.GetTablesCount(), 4);
+        DbTableInfo* copiedTable = copy.GetTableInfo(L"t");
+        DbTableInfo* copiedQuery = copy.GetTableInfo(L"q");
+        EXPECT_NE(copiedTable, table);
+        EXPECT_EQ(copiedQuery->related, copiedTable);
+        EXPECT_TRUE(copiedQuery->IsQuerySync());
+        EXPECT_TRUE(copiedTable->descr->GetField(L"name").IsKey());
+        EXPECT_EQ(copiedTable->data->size(), 3u);
+        // The bound answer shows the copied rows in the same order.
+        ASSERT_EQ(copiedQuery->data->size(), 2u);
+        EXPECT_EQ(copiedQuery->data->GetRow(0), copiedTable->data->GetRow(2));
+        EXPECT_EQ((*copiedQuery->data->GetRow(0))[1].GetValue().dblVal, 3.0);
+
+        (*copiedTable->data->GetRow(0))[1].SetValue(CComVariant(99.0));
+        EXPECT_EQ((*table->data->GetRow(0))[1].GetValue().dblVal, 0.0);
+        EXPECT_FALSE(copiedQuery->IsQuerySync());
+        EXPECT_TRUE(query->IsQuerySync());
+
+        DbDatabase assigned;
+        assigned = copy;
+        EXPECT_EQ((*assigned.GetTableData(CString(L"t"))->GetRow(0))[1].GetValue().dblVal, 99.0);
+        EXPECT_EQ(assigned.GetTableInfo(L"q")->related, assigned.GetTableInfo(L"t"));
+    }
+    EXPECT_EQ(DbDatabase::m_openDbCount, open + 1);
+    EXPECT_EQ(original.GetSize(), 8u + 22u * 8u + 8u);  // DbItem part with 8 children, plus 8
+}
+
+TEST(Registry, StaleQueriesAreRecomputedInPlace) {
+    ScratchDir dir;
+    DbDatabase db;
+    db.Create(dir.File("queries.xml"));
+    DbTableInfo* table = db.CreateTable(L"t", DbTableInfo::TABLE);
+    table->descr->CreateField(L"x", false, DbFieldDescr::ftLong);
+    const auto addRow = [&](int x) {
+        table->data->GetRow(static_cast<int>(table->data->AddRow()))
+            ->SetValue(L"x", CComVariant(x));
+    };
+    for (int x : {1, 2, 3}) {
+        addRow(x);
+    }
+    CString first;
+    ASSERT_TRUE(db.Query(L"select x from t where x > 1", first));
+    DbTableInfo* query = db.GetTableInfo(first);
+    DbTableData* rows = query->data;
+    CString second;
+    ASSERT_TRUE(db.Query(L"select x from " + first + L" where x > 2", second));
+    DbTableInfo* deeper = db.GetTableInfo(second);
+    EXPECT_EQ(deeper->related, query);
+    EXPECT_EQ(deeper->data->size(), 1u);
+
+    // Reaching the deeper query first brings both up to date, in place.
+    addRow(5);
+    EXPECT_FALSE(deeper->IsQuerySync());
+    EXPECT_EQ(db.GetTableData(second)->size(), 2u);
+    EXPECT_EQ(db.GetTableInfo(second), deeper);
+    EXPECT_EQ(db.GetTableData(first), rows);
+    EXPECT_EQ(rows->size(), 3u);
+    EXPECT_TRUE(query->IsQuerySync());
+
+    addRow(7);
+    ASSERT_TRUE(db.Save(dir.File("queries.xml")));
+    EXPECT_TRUE(query->IsQuerySync());
+    EXPECT_EQ(rows->size(), 4u);
+
+    db.DeleteTable(L"T");
+    EXPECT_FALSE(db.IsTable(first));
+    EXPECT_FALSE(db.IsTable(second));
+    EXPECT_EQ(db.GetTablesCount(), 2);
+}
+
+TEST(Registry, MdbSourcesHoldOnlyTheHeaderTablesUntilImported) {
+    ScratchDir dir;
+    WriteBytes(dir.Path("cat.mdb"), "not read");
+    struct Restore {
+        ~Restore() { DbSource::ForceXML = true; }
+    } restore;
+    DbSource::ForceXML = false;
+    {
+        DbDatabase db(dir.File("cat.mdb"));
+        ASSERT_TRUE(db.GetSource()->IsMdbBased());
+        EXPECT_EQ(db.GetTablesCount(), 2);
+        EXPECT_EQ(LogOf(db)[0],
+                  CString(("Importing mdb file '" + dir.Path("cat.mdb") + "'").c_str()));
+        EXPECT_FALSE(db.IsChanged());
+        db.GetHeaderData()->GetRow(0)->SetValue(L"title", CString(L"changed"));
+        EXPECT_FALSE(db.Save(dir.File("cat.mdb")));  // mdb files are never written here
+    }
+    EXPECT_EQ(ReadBytes(dir.Path("cat.mdb")), "not read");
+}

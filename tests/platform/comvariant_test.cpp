@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+#include <korvan/platform.h>
+
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "tests/platform/variant_test_support.h"
+
+using variant_test::Render;
+
+namespace {
+
+TEST(CComVariant, Constructors) {
+    struct Row {
+        CComVariant value;
+        VARTYPE vt;
+        std::string text;
+    };
+    VARIANT source;
+    source.vt = VT_I2;
+    source.iVal = 12;
+    const Row rows[] = {
+        {CComVariant(), VT_EMPTY, "EMPTY"},
+        {true, VT_BOOL, "-1"},
+        {false, VT_BOOL, "0"},
+        {'A', VT_I1, "65"},
+        {static_cast<BYTE>(200), VT_UI1, "200"},
+        {static_cast<short>(-5), VT_I2, "-5"},
+        {static_cast<unsigned short>(65535), VT_UI2, "65535"},
+        {7, VT_I4, "7"},
+        {CComVariant(7, VT_INT), VT_INT, "7"},
+        {7u, VT_UI4, "7"},
+        {CComVariant(7u, VT_UINT), VT_UINT, "7"},
+        {-1L, VT_I4, "-1"},
+        {CComVariant(static_cast<long>(E_FAIL), VT_ERROR), VT_ERROR, "ERROR -2147467259"},
+        {4294967295ul, VT_UI4, "4294967295"},
+        {-5ll, VT_I8, "-5"},
+        {5ull, VT_UI8, "5"},
+        {1.5f, VT_R4, "1.5"},
+        {2.25, VT_R8, "2.25"},
+        {CComVariant(25570.5, VT_DATE), VT_DATE, "25570.5"},
+        {L"text", VT_BSTR, "text"},
+        {static_cast<const wchar_t*>(nullptr), VT_BSTR, ""},
+        {CString(L"from CString"), VT_BSTR, "from CString"},
+        {source, VT_I2, "12"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(row.value.vt, row.vt) << row.text;
+        EXPECT_EQ(Render(row.value), row.text);
+    }
+    EXPECT_NE(CComVariant(static_cast<const wchar_t*>(nullptr)).bstrVal, nullptr);
+    EXPECT_THROW(CComVariant(1.0, VT_I4), CAtlException);
+    EXPECT_THROW(CComVariant(1, VT_R8), CAtlException);
+}
+
+TEST(CComVariant, CopyMoveAndAssignment) {
+    CComVariant text(L"abc");
+    CComVariant copy(text);
+    EXPECT_NE(copy.bstrVal, text.bstrVal);
+    EXPECT_EQ(Render(copy), "abc");
+
+    const BSTR owned = copy.bstrVal;
+    CComVariant moved(std::move(copy));
+    EXPECT_EQ(moved.bstrVal, owned);
+    EXPECT_EQ(copy.vt, VT_EMPTY);
+
+    CComVariant target(5);
+    target = std::move(moved);
+    EXPECT_EQ(target.bstrVal, owned);
+    EXPECT_EQ(moved.vt, VT_EMPTY);
+
+    target = 3.5;  // the BSTR goes
+    EXPECT_EQ(Render(target), "3.5");
+    target = L"xyz";
+    EXPECT_EQ(Render(target), "xyz");
+    target = target.bstrVal;  // its own text: nothing to do
+    EXPECT_EQ(Render(target), "xyz");
+    target = CString(L"cs");
+    EXPECT_EQ(Render(target), "cs");
+    target = true;
+    EXPECT_EQ(target.vt, VT_BOOL);
+    target = static_cast<short>(4);
+    EXPECT_EQ(target.vt, VT_I2);
+    target = 9L;
+    EXPECT_EQ(target.vt, VT_I4);
+    target = 1.25f;
+    EXPECT_EQ(target.vt, VT_R4);
+    target = text;
+    EXPECT_EQ(Render(target), "abc");
+    target = static_cast<const CComVariant&>(target);
+    EXPECT_EQ(Render(target), "abc");
+
+    // A failed copy leaves VT_ERROR holding the failure and raises it.
+    VARIANT invalid;
+    invalid.vt = 0xFF;
+    invalid.llVal = 0;
+    try {
+        target = invalid;
+        ADD_FAILURE() << "no exception";
+    } catch (const CAtlException& e) {
+        EXPECT_EQ(e.m_hr, DISP_E_BADVARTYPE);
+    }
+    EXPECT_EQ(target.vt, VT_ERROR);
+    EXPECT_EQ(target.scode, DISP_E_BADVARTYPE);
+    EXPECT_THROW(CComVariant{invalid}, CAtlException);
+    EXPECT_EQ(target.Copy(&invalid), DISP_E_BADVARTYPE);
+}
+
+TEST(CComVariant, ChangeType) {
+    CComVariant v(L"42");
+    EXPECT_EQ(v.ChangeType(VT_I4), S_OK);
+    EXPECT_EQ(v.vt, VT_I4);
+    EXPECT_EQ(v.lVal, 42);
+    const CComVariant source(2.5);
+    EXPECT_EQ(v.ChangeType(VT_BSTR, &source), S_OK);
+    EXPECT_EQ(Render(v), "2.5");
+    const CComVariant letter(L"x");
+    EXPECT_EQ(v.ChangeType(VT_I2, &letter), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(Render(v), "2.5");
+}
+
+struct Comparison {
+    CComVariant left;
+    CComVariant right;
+    bool equal;
+    bool less;
+    bool greater;
+};
+
+TEST(CComVariant, ComparisonOperators) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    CComVariant bytes;
+    const CComVariant ab(L"ab");
+    ASSERT_EQ(VariantChangeType(&bytes, &ab, 0, VT_ARRAY | VT_UI1), S_OK);
+    const Comparison rows[] = {
+        {variant_test::Null(), variant_test::Null(), true, false, false},
+        {variant_test::Null(), 1L, false, false, false},
+        {CComVariant(), CComVariant(), true, false, false},
+        {CComVariant(), 0L, false, false, false},  // types differ, yet VarCmp says equal
+        {CComVariant(), 1L, false, true, false},
+        {static_cast<short>(1), 1L, false, false, false},
+        {1L, 2L, false, true, false},
+        {true, false, false, true, false},  // -1 < 0
+        {L"5", 100L, false, false, true},   // a text is greater than any number
+        {L"a", L"A", false, true, false},
+        {L"10", L"9", false, true, false},
+        {L"\u00C1", L"A\u0301", true, false, false},
+        {nan, nan, false, false, true},
+        {variant_test::Error(), 1L, false, false, false},
+        // VT_I1, VT_UI2, VT_UI4 and VT_UI8 on the left compare raw fields.
+        {static_cast<char>(-1), static_cast<char>(1), false, true, false},
+        {static_cast<unsigned short>(1), static_cast<unsigned short>(1), true, false, false},
+        {5u, -1L, false, true, false},  // -1 read as 0xFFFFFFFF
+        {-1L, 5u, false, false, false},
+        {18446744073709551615ull, 1ull, false, false, true},
+        {bytes, bytes, false, false, false},
+    };
+    for (const Comparison& row : rows) {
+        SCOPED_TRACE(Render(row.left) + " vs " + Render(row.right));
+        EXPECT_EQ(row.left == row.right, row.equal);
+        EXPECT_EQ(row.left != row.right, !row.equal);
+        EXPECT_EQ(row.left < row.right, row.less);
+        EXPECT_EQ(row.left > row.right, row.greater);
+    }
+}
+
+}  // namespace

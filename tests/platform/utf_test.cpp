@@ -1,0 +1,83 @@
+#include <korvan/platform.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(Utf8Test, StrictDecodingAcceptsOnlyWellFormedText) {
+    struct Case {
+        std::string bytes;
+        bool valid;
+        std::wstring text;
+    };
+    const Case cases[] = {
+        {"", true, L""},
+        {"plain", true, L"plain"},
+        {"\xEF\xBB\xBFx", true, L"\uFEFFx"},  // a byte order mark is kept
+        {"\xC5\x81\xC3\xB3\xC5\xBA", true, L"\u0141\u00F3\u017A"},
+        {"\xE2\x82\xAC", true, L"\u20AC"},
+        {"\xF0\x9F\x98\x80", true, L"\U0001F600"},
+        {"\xF4\x8F\xBF\xBF", true, L"\U0010FFFF"},
+        {std::string("a\0b", 3), true, std::wstring(L"a\0b", 3)},
+        {"\x80", false, L""},              // stray continuation byte
+        {"\xC3", false, L""},              // truncated
+        {"\xE2\x82", false, L""},          // truncated three-byte form
+        {"\xC0\xAF", false, L""},          // overlong "/"
+        {"\xE0\x80\xAF", false, L""},      // overlong
+        {"\xF0\x80\x80\xAF", false, L""},  // overlong
+        {"\xED\xA0\x80", false, L""},      // surrogate
+        {"\xF4\x90\x80\x80", false, L""},  // above U+10FFFF
+        {"\xFE", false, L""},
+        {"ok\xC3(", false, L""},  // continuation missing
+    };
+    for (const Case& c : cases) {
+        std::wstring out = L"stale";
+        EXPECT_EQ(korvan::DecodeUtf8(c.bytes, out), c.valid) << c.bytes;
+        EXPECT_EQ(out, c.text) << c.bytes;
+    }
+}
+
+TEST(Utf8Test, EncodingRoundTripsAndReplacesInvalidCodePoints) {
+    const std::wstring text = L"A\u00E9\u20AC\U0001F600";
+    std::wstring back;
+    ASSERT_TRUE(korvan::DecodeUtf8(korvan::EncodeUtf8(text), back));
+    EXPECT_EQ(back, text);
+    EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
+    EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0x110000))), "\xEF\xBF\xBD");
+}
+
+TEST(Utf16Test, BytesAreThoseWindowsWouldGive) {
+    EXPECT_EQ(korvan::EncodeUtf16LE(L"AB"), (std::vector<BYTE>{0x41, 0x00, 0x42, 0x00}));
+    EXPECT_EQ(korvan::EncodeUtf16LE(L"\U0001F600"), (std::vector<BYTE>{0x3D, 0xD8, 0x00, 0xDE}));
+    const std::vector<BYTE> pair = {0x3D, 0xD8, 0x00, 0xDE, 0x41, 0x00};
+    EXPECT_EQ(korvan::DecodeUtf16LE(pair.data(), pair.size()), L"\U0001F600A");
+    const std::vector<BYTE> odd = {0x41, 0x42, 0x43};
+    EXPECT_EQ(korvan::DecodeUtf16LE(odd.data(), odd.size()), L"\u4241\u0043");
+    const std::vector<BYTE> lone = {0x00, 0xD8, 0x41, 0x00};
+    EXPECT_EQ(korvan::DecodeUtf16LE(lone.data(), lone.size()),
+              (std::wstring{static_cast<wchar_t>(0xD800), L'A'}));
+}
+
+TEST(ExceptionTest, MfcExceptionsReportTheirMessageAndDeleteThemselves) {
+    try {
+        AfxThrowMemoryException();
+    } catch (CException* e) {
+        wchar_t buffer[4];
+        unsigned int help = 7;
+        EXPECT_EQ(e->GetErrorMessage(buffer, 4, &help), 1);
+        EXPECT_STREQ(buffer, L"Out");
+        EXPECT_EQ(help, 0u);
+        e->Delete();
+    }
+    try {
+        AfxThrowInvalidArgException();
+    } catch (CInvalidArgException* e) {
+        wchar_t buffer[64];
+        e->GetErrorMessage(buffer, 64);
+        EXPECT_STREQ(buffer, L"Encountered an improper argument.");
+        e->Delete();
+    }
+    EXPECT_THROW(AtlThrow(E_OUTOFMEMORY), CAtlException);
+}
+
+}  // namespace
