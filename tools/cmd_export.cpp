@@ -68,9 +68,8 @@ class AtomicFile {
 class ExportCommand : public Command {
   public:
     void Define(CLI::App& app) override {
-        app.positionals_at_end();  // a single argument is the TABLE
         AddFileArgument(app, m_file);
-        app.add_option("TABLE", m_table, "the table (or query) to export")->required();
+        app.add_option("TABLE", m_table, "(required) the table to export");
         app.add_option("-o,--output", m_output,
                        "write to OUT (replaced only once complete) instead of standard output")
             ->option_text("OUT");
@@ -85,6 +84,7 @@ Examples:
     }
 
     void Run(Session& session) override {
+        ResolveFileArgument(m_file, m_table, true, "TABLE");
         DbDatabase& db = session.Open(m_file);
         session.LoadTables();
         const CString table(m_table.c_str());

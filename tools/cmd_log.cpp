@@ -24,7 +24,7 @@ Examples:
     }
 
     void Run(Session& session) override {
-        ResolveOptionalFile(m_file, m_sql);
+        ResolveFileArgument(m_file, m_sql, false, "SQL");
         DbDatabase& db = session.Open(m_file);
         bool answered = true;
         try {

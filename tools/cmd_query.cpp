@@ -11,11 +11,18 @@ namespace {
 class QueryCommand : public Command {
   public:
     void Define(CLI::App& app) override {
-        app.positionals_at_end();  // a single argument is the SQL
         AddFileArgument(app, m_file);
-        app.add_option("SQL", m_sql, "a SELECT statement, or the name of a table")->required();
+        app.add_option("SQL", m_sql, "(required) a SELECT statement, or the name of a table");
         AddFormatOption(app, m_format);
-        app.add_option("-n,--limit", m_limit, "print at most N rows")->option_text("N");
+        app.add_option("-n,--limit", m_limit, "print at most N rows")
+            ->check(CLI::Validator(
+                [](std::string& n) {
+                    return !n.empty() && n.find_first_not_of("0123456789") == std::string::npos
+                               ? std::string()
+                               : "a count of rows is a whole number, 0 or more";
+                },
+                ""))
+            ->option_text("N");
         app.footer(R"(With one argument it is the SQL, run on the example catalogue; with two they
 are FILE and SQL. The SQL is one argument: quote it for the shell.
 
@@ -29,6 +36,7 @@ Examples:
     }
 
     void Run(Session& session) override {
+        ResolveFileArgument(m_file, m_sql, true, "SQL");
         DbDatabase& db = session.Open(m_file);
         session.LoadTables();
         session.TakeLog();  // failure messages should show the query's own lines only

@@ -39,7 +39,7 @@ Examples:
     }
 
     void Run(Session& session) override {
-        ResolveOptionalFile(m_file, m_table);
+        ResolveFileArgument(m_file, m_table, false, "TABLE");
         DbDatabase& db = session.Open(m_file);
         std::vector<CString> tables;
         if (m_table.empty()) {

@@ -31,9 +31,13 @@ void AddFileArgument(CLI::App& app, std::string& file) {
                    "without it the bundled example catalogue");
 }
 
-void ResolveOptionalFile(std::string& file, std::string& second) {
-    if (second.empty() && !file.empty() && !NamesDatabaseFile(file)) {
+void ResolveFileArgument(std::string& file, std::string& second, bool secondRequired,
+                         const char* secondName) {
+    if (second.empty() && !file.empty() && (secondRequired || !NamesDatabaseFile(file))) {
         std::swap(file, second);
+    }
+    if (secondRequired && second.empty()) {
+        throw ToolError(kExitUsage, std::string(secondName) + " is required");
     }
 }
 

@@ -106,9 +106,12 @@ struct RegisterCommand {
 // Adds the optional FILE positional. Every command takes it first; without
 // it the bundled example catalogue is used.
 void AddFileArgument(CLI::App& app, std::string& file);
-// For commands whose FILE and second argument are both optional: a single
-// argument is the FILE when it ends in ".xml" or ".mdb" (in any case), and
-// otherwise the second argument.
-void ResolveOptionalFile(std::string& file, std::string& second);
+// Every command takes FILE first and at most one argument after it, both
+// optional on the command line so that a single argument can be either. A
+// single argument is the FILE only when the second argument may be left out
+// and it ends in ".xml" or ".mdb" (in any case); a missing required second
+// argument is a usage error.
+void ResolveFileArgument(std::string& file, std::string& second, bool secondRequired,
+                         const char* secondName);
 
 }  // namespace korvan::cli

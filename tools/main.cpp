@@ -128,5 +128,8 @@ int main(int argc, char** argv) {
     if (code != 0) {
         std::cerr << "korvan: " << WithUnixLineEnds(message) << '\n';
     }
+    if (code == kExitUsage) {
+        std::cerr << "Run with --help for more information.\n";
+    }
     return code;
 }

@@ -122,18 +122,16 @@ class TableWriter : public RowWriter {
     }
 
   private:
+    // Trailing blanks (padding before an empty last cell) are left out.
     void Line(const std::vector<Shown>& cells, const std::vector<size_t>& widths) {
+        std::string line;
         for (size_t i = 0; i < cells.size(); ++i) {
             const std::string padding(widths[i] - cells[i].width, ' ');
-            const bool last = i + 1 == cells.size();
-            m_out << (i ? "  " : "");
-            if (m_columns[i].numeric) {
-                m_out << padding << cells[i].text;
-            } else {
-                m_out << cells[i].text << (last ? "" : padding);
-            }
+            line += i ? "  " : "";
+            line += m_columns[i].numeric ? padding + cells[i].text : cells[i].text + padding;
         }
-        m_out << '\n';
+        line.erase(line.find_last_not_of(' ') + 1);
+        m_out << line << '\n';
     }
 
     std::ostream& m_out;
