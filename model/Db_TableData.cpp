@@ -97,9 +97,10 @@ uint64_t DbTableData::AddRows(uint64_t count) {
 }
 
 void DbTableData::DeleteRow(uint64_t i) {
-    ParseXmlData();
-    m_rows->DeleteRow(i);
-    SetChanged();
+    if (i < size()) {
+        m_rows->DeleteRow(i);
+        SetChanged();
+    }
 }
 
 void DbTableData::Update(uint64_t field, bool insert) {

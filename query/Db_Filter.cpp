@@ -16,8 +16,9 @@ namespace korvan {
 
 bool VariantEqual(const CComVariant& left, const CComVariant& right) {
     // CComVariant's == already gives two nulls equal and different types
-    // unequal before it asks VarCmp.
-    return left == right;
+    // unequal before it asks VarCmp. (Naming the right side a VARIANT keeps
+    // C++20 from also considering the reversed form.)
+    return left == static_cast<const VARIANT&>(right);
 }
 
 namespace {

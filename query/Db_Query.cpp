@@ -157,14 +157,17 @@ bool DbDatabase::Query(CString sql, CString& name) {
             }
         }
 
-        if (!params->orderBy.empty()) {
-            std::vector<uint64_t> orderFields;
-            for (const CString& field : params->orderBy) {
-                const int i = descr->GetFieldIndex(field);
-                if (i >= 0) {
-                    orderFields.push_back(static_cast<uint64_t>(i));
-                }
+        // ORDER BY names are not checked by the analysis: names that are no
+        // field of the source are passed over, and with none left the rows
+        // stay in table order.
+        std::vector<uint64_t> orderFields;
+        for (const CString& field : params->orderBy) {
+            const int i = descr->GetFieldIndex(field);
+            if (i >= 0) {
+                orderFields.push_back(static_cast<uint64_t>(i));
             }
+        }
+        if (!orderFields.empty()) {
             selection = korvan::OrderRows(*rows, orderFields, selection);
             if (params->descending) {
                 std::reverse(selection.begin(), selection.end());

@@ -348,7 +348,9 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
 
     // A "row" element with one attribute per field, named by its safe name.
     bool Save(pugi::xml_document& doc, pugi::xml_node parent) override;
-    // Fills the cells from the attributes named by the fields' safe names.
+    // Fills the cells from the attributes named by the fields' safe names
+    // (through each field's text conversion); unknown attributes are ignored,
+    // a field without an attribute gets its default value.
     bool Load(pugi::xml_node element) override;
     uint64_t GetSize() const override;
 
@@ -429,10 +431,12 @@ class KORVAN_API DbRows : public DbItem {
     uint64_t AddRows(uint64_t count, bool withDefaults);
     // Nothing happens for i at or past the end.
     void DeleteRow(uint64_t i);
-    // Inserts (insert true) or removes the cell at position field in every row.
+    // Inserts (insert true) or removes the cell at position field in every
+    // row of this container; a new cell starts with the field's default. The
+    // cells after it are renumbered.
     void Update(uint64_t field, bool insert);
-    // Shares source's store; the positions of order go in front of this
-    // container's own.
+    // Shares source's store (the rows of this container's own store are
+    // destroyed); the positions of order go in front of this container's own.
     void Bind(DbRows* source, std::vector<uint64_t>& order);
 
     // REQUIRES: i below GetRowsCount() (no range check).
@@ -471,11 +475,15 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     virtual void SetXmlSource(const CString& xml);
     uint64_t GetSize() const override;
 
-    // Adds a row with the descriptor's defaults; marks the data changed.
+    // Add rows with the descriptor's defaults after parsing a pending XML
+    // source; mark the data changed. Return the position of the first new row.
     uint64_t AddRow();
     uint64_t AddRows(uint64_t count);
+    // Parses a pending XML source first; marks the data changed when a row
+    // was deleted.
     void DeleteRow(uint64_t i);
     void Update(uint64_t field, bool insert);
+    // Parses a pending XML source first.
     void Bind(DbRows* source, std::vector<uint64_t>& order);
 
     // These parse a pending XML source first; on a failed parse they give

@@ -1,0 +1,1 @@
+select id, name from parts where weight > 0.5 order by name desc

@@ -1,0 +1,1 @@
+select top 5 name from parts where qty = 1 or ( ok = true and weight >= 1,5 ) order by weight

@@ -1,0 +1,1 @@
+select distinct name from parts where not id<10

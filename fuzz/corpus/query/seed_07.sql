@@ -1,0 +1,1 @@
+select name, qty from parts, orders where name <> 'Bolt' order by qty asc

@@ -1,0 +1,1 @@
+select id from parts where name == 'BOLT' and [unit price]!=3

@@ -1,0 +1,1 @@
+select [unit price] from parts where 5 < id order by [unit price], name desc

@@ -1,0 +1,1 @@
+select * from parts where ((id > 2) and (qty < 2)

@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+#include <korvan/database.h>
+#include <korvan/query.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "query_tables.h"
+
+namespace {
+
+using querytest::TakeLog;
+using querytest::Utf8;
+using Lines = std::vector<std::string>;
+
+class AnalyzeTest : public ::testing::Test {
+  protected:
+    AnalyzeTest() {
+        db.Create(L"");  // no file: nothing is ever written
+        parts = querytest::MakeTable(db, L"Parts",
+                                     {{L"id", DbFieldDescr::ftLong},
+                                      {L"Name", DbFieldDescr::ftText},
+                                      {L"weight", DbFieldDescr::ftDouble},
+                                      {L"qty", DbFieldDescr::ftLong}},
+                                     {});
+        other = querytest::MakeTable(
+            db, L"t2", {{L"id", DbFieldDescr::ftLong}, {L"name", DbFieldDescr::ftText}}, {});
+        TakeLog(db);
+    }
+
+    DbDatabase db;
+    DbTableInfo* parts;
+    DbTableInfo* other;
+};
+
+TEST_F(AnalyzeTest, WritesOneLinePerProblem) {
+    struct Case {
+        const wchar_t* sql;
+        bool ok;
+        Lines log;
+    };
+    const Case cases[] = {
+        {L"SELECT * FROM [Parts]",
+         true,
+         {"SQL Analyze - query 'select * from [parts]'", "SQL Analyze - ok"}},
+        {L"Select Name From Parts Where Name = 'Bolt M8'",
+         true,
+         {"SQL Analyze - query 'select name from parts where name = 'Bolt M8''",
+          "SQL Analyze - ok"}},
+        {L"select id from parts where weight =",
+         false,
+         {"SQL Analyze - query 'select id from parts where weight ='",
+          "SQL Analyze - invalid condintion 'weight ='", "SQL Analyze - failed"}},
+        {L"select id",
+         false,
+         {"SQL Analyze - query 'select id'", "SQL Analyze - check 'SELECT' and/or 'FROM' statement",
+          "SQL Analyze - failed"}},
+        {L"select id from nothere",
+         false,
+         {"SQL Analyze - query 'select id from nothere'", "SQL Analyze - no table 'nothere' found",
+          "SQL Analyze - failed"}},
+        // Every FROM table must hold every selected field; the first miss ends
+        // the check and names the first table.
+        {L"select weight, qty from parts, t2",
+         false,
+         {"SQL Analyze - query 'select weight, qty from parts, t2'",
+          "SQL Analyze - no 'weight' field found in 'parts' table", "SQL Analyze - failed"}},
+        {L"select id, nope, none from parts",
+         false,
+         {"SQL Analyze - query 'select id, nope, none from parts'",
+          "SQL Analyze - no 'nope' field found in 'parts' table", "SQL Analyze - failed"}},
+        {L"select id from parts where qty < abc or name = qty",
+         false,
+         {"SQL Analyze - query 'select id from parts where qty < abc or name = qty'",
+          "SQL Analyze - invalid condition 'qty < abc'",
+          "SQL Analyze - invalid condition 'name = qty'", "SQL Analyze - failed"}},
+        {L"select id where id = 1 from parts",
+         false,
+         {"SQL Analyze - query 'select id where id = 1 from parts'",
+          "SQL Analyze - no tables defined, check 'FROM' statement", "SQL Analyze - failed"}},
+        {L"select id from nothere where id = 1",
+         false,
+         {"SQL Analyze - query 'select id from nothere where id = 1'",
+          "SQL Analyze - no table 'nothere' found", "SQL Analyze - no table 'nothere' found",
+          "SQL Analyze - failed"}},
+        // Text before "select" swallows the rest of the statement.
+        {L"junk select id from parts",
+         false,
+         {"SQL Analyze - query 'junk select id from parts'",
+          "SQL Analyze - check 'SELECT' and/or 'FROM' statement", "SQL Analyze - failed"}},
+        {L"select from where order by",
+         false,
+         {"SQL Analyze - query 'select from where order by'",
+          "SQL Analyze - check 'SELECT' and/or 'FROM' statement", "SQL Analyze - failed"}},
+        // Unbalanced brackets are the clause's business, not the analysis'.
+        {L"select * from parts where ((id > 2)",
+         true,
+         {"SQL Analyze - query 'select * from parts where ((id > 2)'", "SQL Analyze - ok"}},
+        {L"SELECT ID FROM PARTS WHERE NAME = \xFF91MiXeD\xFF91",
+         true,
+         {"SQL Analyze - query 'select id from parts where name = \uFF91MiXeD\uFF91'",
+          "SQL Analyze - ok"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(CString(c.sql).ToUtf8());
+        parser::QueryAnalysisParams params;
+        EXPECT_EQ(db.AnalyzeSQL(c.sql, &params), c.ok);
+        EXPECT_EQ(TakeLog(db), c.log);
+        parts->descr->ClearFilters();
+    }
+}
+
+// The record in one line: fields, tables, conditions, clause, ORDER BY,
+// then "desc", "top n" and "distinct" when set.
+std::string Summary(const parser::QueryAnalysisParams& p) {
+    auto join = [](const std::vector<CString>& words) {
+        std::string text;
+        for (const CString& w : words) {
+            text += (text.empty() ? "" : "|") + w.ToUtf8();
+        }
+        return text;
+    };
+    std::string text = join(p.fields) + " / " + join(p.tables) + " / " + join(p.conditions) +
+                       " / " + p.clause->GetClauseString() + " / " + join(p.orderBy);
+    text += p.descending ? " desc" : "";
+    text += p.top >= 0 ? " top " + std::to_string(p.top) : "";
+    text += p.distinct ? " distinct" : "";
+    return text;
+}
+
+TEST_F(AnalyzeTest, FillsTheAnalysisRecord) {
+    struct Case {
+        const wchar_t* sql;
+        std::string summary;
+    };
+    const Case cases[] = {
+        {L"SELECT * FROM [Parts]", "* / parts /  /  / "},
+        {L"select id, name from parts where weight = 5 and qty < 3 order by id desc",
+         "id|name / parts / weight = 5|qty < 3 / exp AND exp / id desc"},
+        {L"select top 10 name from parts", "name / parts /  /  /  top 10"},
+        {L"select distinct top 3x name from parts;", "name / parts /  /  /  top 3 distinct"},
+        {L"select top many name from parts", "name / parts /  /  /  top 0"},
+        // Operators are spaced; two-character ones stay whole, quotes are
+        // left alone.
+        {L"select id from parts where not(id>=5)or(qty<>2)and name=='x'",
+         "id / parts / id >= 5|qty <> 2|name == 'x' / NOT ( exp ) OR ( exp ) AND exp / "},
+        {L"select id from parts where name = 'A (b) = c'",
+         "id / parts / name = 'A (b) = c' / exp / "},
+        {L"select id from parts, [t2] order by [weight] asc, name desc, qty",
+         "id / parts|t2 /  /  / weight|name|qty desc"},
+        // "by" is a keyword only after "order"; anything between the two
+        // words is lost with the ORDER BY list.
+        {L"select id from parts order x by id", "id / parts /  /  / "},
+        {L"select by from parts", "by / parts /  /  / "},
+        {L"select id from parts where name = 'abc", "id / parts / name = 'abc / exp / "},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(CString(c.sql).ToUtf8());
+        parser::QueryAnalysisParams params;
+        db.AnalyzeSQL(c.sql, &params);
+        EXPECT_EQ(Summary(params), c.summary);
+        EXPECT_TRUE(params.extra.empty());
+        EXPECT_TRUE(params.pendingCondition.empty());
+        parts->descr->ClearFilters();
+    }
+    TakeLog(db);
+}
+
+TEST_F(AnalyzeTest, AttachesConditionsToTheFirstTable) {
+    parser::QueryAnalysisParams params;
+    ASSERT_TRUE(db.AnalyzeSQL(L"select id, name from parts, t2 where name = 'Bolt M8' and id > 2",
+                              &params));
+    EXPECT_EQ(Utf8(params.words), (Lines{"select", "id", "name", "from", "parts", "t2", "where",
+                                         "name", "=", "'Bolt M8'", "and", "id", ">", "2"}));
+    ASSERT_EQ(parts->descr->GetFilters().size(), 2u);
+    EXPECT_TRUE(other->descr->GetFilters().empty());
+    const DbFilter* name = parts->descr->GetFilters()[0];
+    EXPECT_EQ(CString(name->rightValue.bstrVal).ToUtf8(), "Bolt M8");
+
+    // VerifySQL leaves its filters for the next ClearFilters too.
+    EXPECT_TRUE(db.VerifySQL(L"SELECT ID FROM PARTS WHERE QTY < 7"));
+    EXPECT_FALSE(db.VerifySQL(L"select id from parts where qty"));
+    EXPECT_EQ(parts->descr->GetFilters().size(), 3u);
+    parts->descr->ClearFilters();
+    TakeLog(db);
+}
+
+// Malformed text of any kind ends in false and log lines, never in a crash or
+// a hang.
+TEST_F(AnalyzeTest, SurvivesAnyText) {
+    std::vector<CString> texts = {L"",
+                                  L" ",
+                                  L"select",
+                                  L"select (",
+                                  L"select * from parts where",
+                                  L"select * from parts where ( ( ( (",
+                                  L"select * from parts where ) ) id > 1",
+                                  L"select * from parts where 'a",
+                                  L"select * from [parts",
+                                  L"select \"a from parts",
+                                  L"select * from parts where id > 1 and",
+                                  L"select * from parts order by",
+                                  L"select top",
+                                  L"select top top top",
+                                  L"select * from parts where id >= '1,5' or",
+                                  L"<<<===>>>!!==",
+                                  L"select*from parts where id<>1",
+                                  L"((((((((((((((((((((",
+                                  L"select * from parts where not not not id = 1"};
+    std::wstring many = L"select * from parts where ";
+    for (int i = 0; i < 20000; ++i) {
+        many += L"( id > 1 or ";
+    }
+    texts.emplace_back(many);
+    std::mt19937 random(11);
+    for (int n = 0; n < 200; ++n) {
+        std::wstring junk;
+        const int length = static_cast<int>(random() % 200);
+        for (int i = 0; i < length; ++i) {
+            junk += static_cast<wchar_t>(random() % 2 ? random() % 0x80 : random() % 0x10000);
+        }
+        texts.emplace_back(junk);
+    }
+    for (const CString& text : texts) {
+        parser::QueryAnalysisParams params;
+        const bool ok = db.AnalyzeSQL(text, &params);
+        const Lines log = TakeLog(db);
+        ASSERT_GE(log.size(), 2u);
+        EXPECT_EQ(log.back(), ok ? "SQL Analyze - ok" : "SQL Analyze - failed");
+        parts->descr->ClearFilters();
+    }
+}
+
+}  // namespace
