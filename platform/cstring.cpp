@@ -222,9 +222,9 @@ void CString::Format(const wchar_t* format, ...) {
 
 void CString::FormatV(const wchar_t* format, va_list args) {
     // Formatted into a new string, since an argument may be this very text.
-    std::wstring result;
-    korvan::AppendFormatted(result, format, args);
-    m_text = std::move(result);
+    CString result;
+    result.AppendFormatV(format, args);
+    m_text = std::move(result.m_text);
 }
 
 void CString::AppendFormat(const wchar_t* format, ...) {

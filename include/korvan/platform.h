@@ -427,6 +427,12 @@ class KORVAN_API CComVariant : public tagVARIANT {
 
     bool operator==(const VARIANT& other) const;
     bool operator!=(const VARIANT& other) const { return !operator==(other); }
+    // Exact matches for two CComVariants, so that C++20's reversed candidates
+    // of the VARIANT forms do not compete.
+    bool operator==(const CComVariant& other) const {
+        return operator==(static_cast<const VARIANT&>(other));
+    }
+    bool operator!=(const CComVariant& other) const { return !operator==(other); }
     bool operator<(const VARIANT& other) const;
     bool operator>(const VARIANT& other) const;
 
