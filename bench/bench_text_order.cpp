@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/bench_support.h"
 #include "platform/collation.h"
 
 namespace {
@@ -43,14 +44,11 @@ std::vector<std::pair<size_t, size_t>> Pairs(size_t count) {
 template <typename Compare>
 double NanosecondsPerComparison(const std::vector<std::pair<size_t, size_t>>& pairs,
                                 Compare compare, long& checksum) {
-    double best = 1e300;
-    for (int run = 0; run < 7; ++run) {
-        const double start = korvan::MonotonicSeconds();
+    const double best = bench::BestOf(7, [&] {
         for (const auto& [a, b] : pairs) {
             checksum += compare(a, b);
         }
-        best = std::min(best, korvan::MonotonicSeconds() - start);
-    }
+    });
     return best * 1e9 / static_cast<double>(pairs.size());
 }
 
@@ -94,10 +92,10 @@ int main() {
         },
         checksum);
 
-    const double sortStart = korvan::MonotonicSeconds();
+    const double sortStart = bench::Now();
     std::sort(values.begin(), values.end(),
               [](const CComVariant& a, const CComVariant& b) { return a < b; });
-    const double sortMs = (korvan::MonotonicSeconds() - sortStart) * 1e3;
+    const double sortMs = (bench::Now() - sortStart) * 1e3;
     ucol_close(icu);
 
     std::printf("texts: %zu, comparisons per measure: %zu (checksum %ld)\n", n, n * kRounds,

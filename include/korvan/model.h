@@ -316,6 +316,8 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
 
     DbDatabase* GetDatabase() const { return m_database; }
     const std::vector<DbFilter*>& GetFilters() const { return m_filters; }
+    // Every index, keyed by its lower-case name.
+    const std::map<CString, DbIndex*>& GetIndexes() const { return m_indexes; }
 
   protected:
     virtual bool CreateIndex(CString name, DbIndex* index);

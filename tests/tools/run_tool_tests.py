@@ -1,0 +1,268 @@
+#!/usr/bin/env python3
+"""Runs the korvan tool on the example catalogue, on a catalogue of awkward
+texts and on damaged input; checks exit codes and messages, and reads CSV, TSV
+and JSON output back with Python's own csv and json modules.
+
+usage: run_tool_tests.py TOOL EXAMPLE DATA_DIR VERSION
+"""
+import csv
+import io
+import json
+import os
+import pty
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unicodedata
+
+TOOL, EXAMPLE, DATA, VERSION = sys.argv[1:5]
+TEXTS = os.path.join(DATA, "tool_texts.xml")
+SELECT = "select designation, mass, height from i_beams where mass > 30 order by mass desc"
+# The process locale must not matter: output is UTF-8 whatever it is.
+ENV = dict(os.environ, LC_ALL="C", LANG="C")
+
+failures = []
+
+
+def check(condition, what):
+    if not condition:
+        failures.append(what)
+    return condition
+
+
+def finish(args, code, out, err):
+    what = " ".join(args)
+    out, err = out.decode("utf-8"), err.decode("utf-8")  # strict: invalid UTF-8 raises
+    check(code in (0, 1, 2), f"{what}: exit status {code}\n{err}")
+    check("Sanitizer" not in err and "runtime error" not in err, f"{what}: sanitizer report\n{err}")
+    if code == 1:
+        check(err.startswith("korvan: "), f"{what}: no message of the tool's own\n{err}")
+    return code, out, err
+
+
+def run(*args):
+    p = subprocess.run([TOOL, *args], capture_output=True, env=ENV, timeout=300)
+    return finish(args, p.returncode, p.stdout, p.stderr)
+
+
+def run_on_terminal(*args):
+    """Runs with standard error on a terminal: the file is read table by table."""
+    master, slave = pty.openpty()
+    p = subprocess.run([TOOL, *args], stdout=subprocess.PIPE, stderr=slave, env=ENV, timeout=300)
+    os.close(slave)
+    err = b""
+    while True:
+        try:
+            chunk = os.read(master, 65536)
+        except OSError:
+            break
+        if not chunk:
+            break
+        err += chunk
+    os.close(master)
+    return finish(args, p.returncode, p.stdout, err)
+
+
+def read_csv(text, **dialect):
+    return list(csv.reader(io.StringIO(text, newline=""), **dialect))
+
+
+def width(text):
+    """Terminal columns: East Asian wide characters take two, combining marks none."""
+    total = 0
+    for c in text:
+        if unicodedata.combining(c) or unicodedata.category(c) in ("Mn", "Me"):
+            continue
+        total += 2 if unicodedata.east_asian_width(c) in ("W", "F") else 1
+    return total
+
+
+def index_at(line, column):
+    """The index of the character that starts at the display column, or None."""
+    at = 0
+    for i, c in enumerate(line):
+        if at == column and not unicodedata.combining(c):
+            return i
+        if at > column:
+            return None
+        at += width(c)
+    return len(line) if at == column else None
+
+
+def table_form(cell):
+    return cell.replace("\r", "\\r").replace("\n", "\\n").replace("\t", "\\t")
+
+
+def check_aligned(what, out, header, rows, numeric):
+    """Every cell of the aligned table starts (left-aligned) or ends
+    (right-aligned) at its column's display position."""
+    lines = out.split("\n")
+    spans = [m.span() for m in re.finditer("-+", lines[1])]
+    check(len(spans) == len(header), f"{what}: {len(spans)} columns\n{out}")
+    for line, row in zip([lines[0]] + lines[2:], [header] + rows):
+        for (start, end), cell, right in zip(spans, row, numeric):
+            text = table_form(cell)
+            if right:
+                i = index_at(line, end)
+                ok = i is not None and line[:i].endswith(text)
+            else:
+                i = index_at(line, start)
+                ok = i is not None and line[i:].startswith(text)
+            check(ok, f"{what}: {text!r} is not in its column in\n{line}")
+    check(lines[2 + len(rows)] == f"({len(rows)} rows)", f"{what}: row count line\n{out}")
+
+
+# ---------------------------------------------------------------------------
+# Exit codes and messages.
+
+work = tempfile.mkdtemp(prefix="korvan-tool-")
+example_bytes = open(EXAMPLE, "rb").read()
+TRUNCATED = os.path.join(work, "truncated.xml")
+open(TRUNCATED, "wb").write(example_bytes[: len(example_bytes) // 2])
+NOT_XML = os.path.join(work, "notxml.xml")
+open(NOT_XML, "wb").write(b"designation,mass\nIPE 100,8.1\n")
+NOT_DATABASE = os.path.join(work, "catalogue.txt")
+open(NOT_DATABASE, "wb").write(example_bytes)
+MISSING = os.path.join(work, "missing.xml")
+
+CASES = [
+    # arguments, exit code, text in standard output, text in standard error
+    (["--version"], 0, f"korvan {VERSION}", ""),
+    (["--help"], 0, "Examples:", ""),
+    (["tables", "--help"], 0, "korvan tables catalogue.xml", ""),
+    (["schema", "--help"], 0, "a single argument is the file", ""),
+    (["query", "--help"], 0, "with one argument it is the sql", ""),
+    (["export", "--help"], 0, "korvan export catalogue.xml parts -o parts.csv", ""),
+    (["log", "--help"], 0, "korvan log catalogue.xml", ""),
+    ([], 2, "", "subcommand"),
+    (["frobnicate"], 2, "", ""),
+    (["query"], 2, "", "SQL"),
+    (["query", "--format", "xml", "i_beams"], 2, "", "xml"),
+    (["query", "--limit", "-1", "i_beams"], 2, "", ""),
+    (["tables", EXAMPLE, "extra.xml"], 2, "", ""),
+    (["--example", "tables", EXAMPLE], 2, "", "--example"),
+    (["tables", MISSING], 1, "", "Invalid source file"),
+    (["tables", NOT_XML], 1, "", "Korvan exception thrown"),
+    (["tables", TRUNCATED], 1, "", "Korvan exception thrown"),
+    (["tables", NOT_DATABASE], 1, "", "not a database file"),
+    (["query", "select nothing from i_beams"], 1, "",
+     "SQL Analyze - no 'nothing' field found in 'i_beams' table"),
+    (["query", "select * from nowhere"], 1, "", "SQL Analyze - no table 'nowhere' found"),
+    (["query", "nowhere"], 1, "", "SQL Analyze - table 'nowhere' not found"),
+    (["query", "select designation from i_beams where mass >"], 1, "",
+     "SQL Analyze - invalid condintion 'mass >'"),
+    (["schema", "nowhere"], 1, "", "no table 'nowhere'"),
+    (["export", "nowhere"], 1, "", "no table 'nowhere'"),
+    (["schema", "i_beams"], 0, "designation", ""),
+    (["-v", "query", SELECT], 0, "designation", "SQL Analyze - ok"),
+    (["query", SELECT, "--verbose"], 0, "designation", "processed in"),
+    (["log"], 0, "parsed in", ""),
+    (["log", SELECT], 0, "SQL Analyze - ok", ""),
+    (["log", "select * from nowhere"], 1, "SQL Analyze - failed", "the query failed"),
+]
+for args, want_code, want_out, want_err in CASES:
+    code, out, err = run(*args)
+    what = " ".join(args)
+    check(code == want_code, f"{what}: exit {code}, expected {want_code}\n{err}")
+    check(want_out.lower() in out.lower(), f"{what}: {want_out!r} not in output\n{out}")
+    check(want_err in err, f"{what}: {want_err!r} not in standard error\n{err}")
+
+# No input makes the tool crash: cut the example anywhere.
+for tenth in range(1, 10):
+    open(TRUNCATED, "wb").write(example_bytes[: len(example_bytes) * tenth // 10])
+    run("tables", TRUNCATED)
+    run_on_terminal("tables", TRUNCATED)
+
+# ---------------------------------------------------------------------------
+# The example catalogue: the query agrees with the whole table.
+
+code, whole, _ = run("export", "i_beams")
+table = read_csv(whole)
+header, body = table[0], table[1:]
+d, m, h = (header.index(name) for name in ("designation", "mass", "height"))
+expected = [[r[d], r[m], r[h]] for r in body if float(r[m]) > 30]
+code, out, _ = run("query", "--format", "csv", SELECT)
+answer = read_csv(out)
+check(answer[0] == ["designation", "mass", "height"], f"query header {answer[0]}")
+check(sorted(answer[1:]) == sorted(expected), f"query rows {answer[1:]} != {expected}")
+masses = [float(r[1]) for r in answer[1:]]
+check(masses == sorted(masses, reverse=True), f"not ordered by mass: {masses}")
+check(len(expected) > 1, "the example has too few beams over 30 to test ordering")
+check(out.endswith("\r\n") and "\n" not in out.replace("\r\n", ""), "CSV lines must end in CRLF")
+
+code, out, _ = run("query", "--limit", "2", "--format", "json", SELECT)
+check(json.loads(out) == [dict(zip(["designation", "mass", "height"], [r[0], float(r[1]), float(r[2])]))
+                          for r in answer[1:3]], f"limited JSON\n{out}")
+
+# Reading table by table (standard error on a terminal) gives the same answers.
+for args in (["tables"], ["query", SELECT], ["schema"]):
+    check(run_on_terminal(*args)[1] == run(*args)[1], f"{args}: differs on a terminal")
+
+code, out, _ = run("tables", "--format", "json")
+entries = {t["table"]: t for t in json.loads(out)}
+check({"Header", "Properties", "i_beams"} <= set(entries), f"tables: {sorted(entries)}")
+check(entries["i_beams"]["type"] == "TABLE" and entries["i_beams"]["rows"] == len(body)
+      and entries["i_beams"]["fields"] == len(header), f"tables: {entries.get('i_beams')}")
+
+# export -o writes the same bytes, atomically.
+target = os.path.join(work, "out", "i_beams.csv")
+os.mkdir(os.path.dirname(target))
+check(run("export", "i_beams", "-o", target)[0] == 0, "export -o failed")
+check(open(target, "rb").read().decode("utf-8") == whole, "export -o differs from standard output")
+umask = os.umask(0)
+os.umask(umask)
+check(os.stat(target).st_mode & 0o777 == 0o666 & ~umask, "export -o: file mode")
+open(target, "w").write("keep")
+check(run("export", "nowhere", "-o", target)[0] == 1, "export of an unknown table")
+check(open(target).read() == "keep", "a failed export replaced the file")
+check(os.listdir(os.path.dirname(target)) == ["i_beams.csv"], "export left a temporary file")
+code, _, err = run("export", "i_beams", "-o", os.path.join(work, "no", "such.csv"))
+check(code == 1 and "cannot write" in err, f"export into a missing directory: {code} {err}")
+
+# ---------------------------------------------------------------------------
+# Awkward texts: quoting, empty texts, escapes, wide and combining
+# characters. Cells as the tool prints them.
+
+TEXT_COLUMNS = ["id", "label", "note", "ok", "ratio"]
+TEXT_ROWS = [
+    ["1", "plain", "", "true", "0.5"],
+    ["2", "東京タワー", "comma, inside", "false", "1E+20"],
+    ["3", "e\u0301te\u0301 caf\u00e9", 'say "hi"', "true", "-2.25"],
+    ["4", "한국어 ｶﾀｶﾅ", "two\r\nlines", "false", "3"],
+    ["5", "tab\there", "back\\slash \\u0041", "true", "0"],
+    ["6", "", "semi;colon and 'single'", "false", "0.125"],
+]
+
+code, out, _ = run("query", TEXTS, "texts", "--format", "csv")
+check(read_csv(out) == [TEXT_COLUMNS] + TEXT_ROWS, f"CSV\n{out}")
+for line in ('1,plain,"",true,0.5\r\n', '3,e\u0301te\u0301 caf\u00e9,"say ""hi""",true,-2.25\r\n',
+             '4,한국어 ｶﾀｶﾅ,"two\r\nlines",false,3\r\n', "5,tab\there,back\\slash \\u0041,true,0\r\n",
+             "6,\"\",semi;colon and 'single',false,0.125\r\n"):
+    check(line in out, f"CSV lacks {line!r}\n{out}")
+
+code, out, _ = run("query", TEXTS, "texts", "--format", "tsv")
+check(read_csv(out, delimiter="\t") == [TEXT_COLUMNS] + TEXT_ROWS, f"TSV\n{out}")
+check('5\t"tab\there"\tback' in out and '6\t""\t' in out, f"TSV quoting\n{out}")
+
+code, out, _ = run("query", TEXTS, "texts", "--format", "json")
+want = [{"id": int(r[0]), "label": r[1], "note": r[2], "ok": r[3] == "true", "ratio": float(r[4])}
+        for r in TEXT_ROWS]
+got = json.loads(out)
+check(got == want, f"JSON\n{got}\n!=\n{want}")
+check(all(type(g["id"]) is int and type(g["ok"]) is bool for g in got), f"JSON types\n{out}")
+
+code, out, _ = run("query", TEXTS, "texts")
+check_aligned("table", out, TEXT_COLUMNS, TEXT_ROWS, [True, False, False, False, True])
+
+code, out, _ = run("schema", TEXTS, "texts", "--format", "json")
+check([(f["field"], f["type"], f["key"]) for f in json.loads(out)] ==
+      [("id", "long", True), ("label", "text", False), ("note", "text", False),
+       ("ok", "boolean", False), ("ratio", "double", False)], f"schema\n{out}")
+
+shutil.rmtree(work)
+for failure in failures:
+    print("FAIL:", failure, file=sys.stderr)
+print(f"{len(failures)} failures", file=sys.stderr)
+sys.exit(1 if failures else 0)

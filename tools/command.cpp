@@ -1,0 +1,44 @@
+// tools/command.cpp - the command registry and the arguments every command
+// shares.
+#include "command.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace korvan::cli {
+namespace {
+
+bool NamesDatabaseFile(const std::string& name) {
+    if (name.size() < 4) {
+        return false;
+    }
+    std::string extension = name.substr(name.size() - 4);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension == ".xml" || extension == ".mdb";
+}
+
+}  // namespace
+
+std::vector<CommandEntry>& RegisteredCommands() {
+    static std::vector<CommandEntry> commands;
+    return commands;
+}
+
+void AddFileArgument(CLI::App& app, std::string& file) {
+    app.add_option("FILE", file,
+                   "database file (.xml; an .mdb name reads the .xml beside it); "
+                   "without it the bundled example catalogue");
+}
+
+void ResolveFileArgument(std::string& file, std::string& second, bool secondRequired,
+                         const char* secondName) {
+    if (second.empty() && !file.empty() && (secondRequired || !NamesDatabaseFile(file))) {
+        std::swap(file, second);
+    }
+    if (secondRequired && second.empty()) {
+        throw ToolError(kExitUsage, std::string(secondName) + " is required");
+    }
+}
+
+}  // namespace korvan::cli
