@@ -9,11 +9,18 @@
 // DbException naming the file, never read halfway into wrong tables.
 #include <korvan/database.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
+#include <string>
+#include <string_view>
+
+#include "platform/utf.h"
 
 namespace {
 
@@ -39,13 +46,48 @@ pugi::xml_node NextElement(pugi::xml_node node) {
     return pugi::xml_node();
 }
 
-void ParseXml(const std::string& utf8, pugi::xml_document& doc, const CString& file) {
-    const pugi::xml_parse_result result =
-        doc.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8);
+void CheckParsed(const pugi::xml_parse_result& result, const CString& file) {
     if (!result) {
         Fail(StringBuilder(L"XML error in '%s': %S at offset %lld", file.GetString(),
                            result.description(), static_cast<long long>(result.offset)));
     }
+}
+
+// The document gets a copy of utf8 to parse in, so the text stays as it was
+// whatever the outcome.
+void ParseXml(std::string_view utf8, pugi::xml_document& doc, const CString& file) {
+    CheckParsed(doc.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8),
+                file);
+}
+
+// The whole file in one allocation of its size (one byte more, so that the
+// read that finds the end needs no room of its own); false with errno set
+// when it cannot be read.
+bool ReadWholeFile(const CString& file, std::string& text) {
+    const int fd = open(file.ToUtf8().c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    struct stat info;
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+        text.reserve(static_cast<size_t>(info.st_size) + 1);
+    }
+    ssize_t count;
+    do {
+        if (text.size() == text.capacity()) {
+            text.reserve(text.capacity() * 2 + 4096);  // of unknown size, or grown meanwhile
+        }
+        const size_t before = text.size();
+        text.resize(text.capacity());
+        do {
+            count = read(fd, text.data() + before, text.size() - before);
+        } while (count < 0 && errno == EINTR);
+        text.resize(before + static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    } while (count > 0);
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return count == 0;
 }
 
 // The table name is the value of the element's first attribute, whatever
@@ -137,17 +179,17 @@ void DbDatabase::ReadHeader() {
     m_headerPending = false;
     try {
         if (m_source->IsXmlBased() && m_source->IsSequentialAccess()) {
-            CString text;
-            if (!m_source->ExtractXmlNode(L"\\database\\header\\structure", text)) {
+            std::string text;
+            if (!m_source->ExtractXmlText(L"\\database\\header\\structure", text)) {
                 Fail(L"Invalid pointer");
             }
-            ParseXmlStructure(text);
+            ParseStructureText(text);
             if (m_registry.empty()) {
                 Fail(L"Invalid pointer");
             }
             for (int i = 0; i < 2; ++i) {
-                if (m_source->ExtractXmlNode(L"\\database\\header\\data\\table", text)) {
-                    ParseXmlTableData(text);
+                if (m_source->ExtractXmlText(L"\\database\\header\\data\\table", text)) {
+                    ParseTableText(text, nullptr);
                 }
             }
             // A header table without a data element has no rows; it must not
@@ -184,9 +226,9 @@ void DbDatabase::ReadStructure() {
     }
     m_structurePending = false;
     try {
-        CString text;
-        if (m_source->ExtractXmlNode(L"\\database\\body\\structure", text)) {
-            ParseXmlStructure(text);
+        std::string text;
+        if (m_source->ExtractXmlText(L"\\database\\body\\structure", text)) {
+            ParseStructureText(text);
         }
     } catch (...) {
         m_readFailed = true;
@@ -221,10 +263,10 @@ DbTableData* DbDatabase::ReadNextTable() {
         }
     }
     const double start = korvan::MonotonicSeconds();
-    CString text;
+    std::string text;
     bool found;
     try {
-        found = m_source->ExtractXmlNode(L"\\database\\body\\data\\table", text);
+        found = m_source->ExtractXmlText(L"\\database\\body\\data\\table", text);
         // Every table has its data: one more data element has no structure.
         if (next == nullptr && found) {
             Fail(StringBuilder(L"A data element in '%s' has no table structure",
@@ -239,7 +281,7 @@ DbTableData* DbDatabase::ReadNextTable() {
         m_source->Release();
         return nullptr;
     }
-    next->data->SetXmlSource(text);
+    next->data->SetXmlText(std::move(text));
     Log(StringBuilder(L"Table '%s' xml source extracted in %.4f [s]", next->name.GetString(),
                       korvan::MonotonicSeconds() - start));
     return next->data;
@@ -265,17 +307,18 @@ DbTableData* DbDatabase::ReadNextTableUntil(int position) {
 
 void DbDatabase::ParseXmlDatabase() {
     const CString& file = m_source->GetFile();
-    std::ifstream in(file.ToUtf8(), std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (!in.is_open() || in.bad()) {
+    std::string text;
+    if (!ReadWholeFile(file, text)) {
         Fail(StringBuilder(L"Cannot read '%s': %S", file.GetString(), std::strerror(errno)));
     }
-    std::wstring decoded;
-    if (!korvan::DecodeUtf8(text, decoded)) {
+    if (!korvan::IsValidUtf8(text)) {
         Fail(StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));
     }
+    // Parsed where it lies: the document's names and values point into text.
     pugi::xml_document doc;
-    ParseXml(text, doc, file);
+    CheckParsed(
+        doc.load_buffer_inplace(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8),
+        file);
 
     pugi::xml_node root;
     for (pugi::xml_node child : doc.children()) {
@@ -297,28 +340,42 @@ void DbDatabase::ParseXmlDatabase() {
     const pugi::xml_node headerData = NextElement(headerStructure);
     const pugi::xml_node body = NextElement(header);
     const pugi::xml_node bodyStructure = FirstElement(body);
-    const pugi::xml_node bodyData = NextElement(bodyStructure);
+    pugi::xml_node bodyData = NextElement(bodyStructure);
 
     LoadStructureSection(headerStructure);
     for (pugi::xml_node table = FirstElement(headerData); table; table = NextElement(table)) {
         LoadTableData(table, nullptr);
     }
     LoadStructureSection(bodyStructure);
-    for (pugi::xml_node table = FirstElement(bodyData); table; table = NextElement(table)) {
+    // A table's elements are done with once its rows are made: removing them
+    // hands their memory back for the rows of the tables that follow, so the
+    // document and the rows are not both whole at the end.
+    for (pugi::xml_node table = FirstElement(bodyData); table;) {
         LoadTableData(table, nullptr);
+        const pugi::xml_node next = NextElement(table);
+        bodyData.remove_child(table);
+        table = next;
     }
 }
 
 void DbDatabase::ParseXmlStructure(const CString& xml) {
-    pugi::xml_document doc;
-    ParseXml(xml.ToUtf8(), doc, m_source->GetFile());
-    LoadStructureSection(doc.document_element());
+    ParseStructureText(xml.ToUtf8());
 }
 
 void DbDatabase::ParseXmlTableData(const CString& xml, DbTableData* target) {
+    ParseTableText(xml.ToUtf8(), target);
+}
+
+void DbDatabase::ParseStructureText(std::string_view utf8) {
+    pugi::xml_document doc;
+    ParseXml(utf8, doc, m_source->GetFile());
+    LoadStructureSection(doc.document_element());
+}
+
+void DbDatabase::ParseTableText(std::string_view utf8, DbTableData* target) {
     try {
         pugi::xml_document doc;
-        ParseXml(xml.ToUtf8(), doc, m_source->GetFile());
+        ParseXml(utf8, doc, m_source->GetFile());
         LoadTableData(doc.document_element(), target);
     } catch (DbException* e) {
         // Table data parsed on first access reports failure only as missing

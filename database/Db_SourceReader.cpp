@@ -11,6 +11,8 @@
 // naming the file, so a damaged file can never be taken for a short one.
 #include "database/Db_SourceStream.h"
 
+#include "platform/utf.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -257,6 +259,17 @@ class Scanner {
 
 bool DbSource::ExtractXmlNode(const CString& path, CString& text) {
     text.Empty();
+    std::string utf8;
+    if (!ExtractXmlText(path, utf8)) {
+        return false;
+    }
+    // Checked strictly while extracted: nothing is replaced here.
+    text = CString(korvan::DecodeUtf8Lenient(utf8));
+    return true;
+}
+
+bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
+    utf8.clear();
     if (m_kind != 1 || m_eof) {
         return false;
     }
@@ -329,16 +342,18 @@ bool DbSource::ExtractXmlNode(const CString& path, CString& text) {
             scanner.Fail(L"the file ends inside an element", stream.consumed);
         }
         stream.capturing = false;
-        std::wstring decoded;
-        if (!korvan::DecodeUtf8(stream.capture, decoded)) {
+        if (!korvan::IsValidUtf8(stream.capture)) {
             const CString file = m_file;
             Release();
             throw new DbException("Db_Source", __LINE__,
                                   StringBuilder(L"Invalid UTF-8 in '%s' (element %s)",
                                                 file.GetString(), path.GetString()));
         }
+        // The capture grew a byte at a time: its spare capacity would stay
+        // with the text for as long as the table waits to be parsed.
+        utf8 = std::move(stream.capture);
+        utf8.shrink_to_fit();
         stream.capture.clear();
-        text = CString(std::move(decoded));
         return true;
     }
     if (!m_currentPath.IsEmpty()) {

@@ -68,16 +68,24 @@ bool DbTableData::Load(pugi::xml_node element) {
 
 void DbTableData::Clear() {
     m_xmlPending = false;
-    m_xmlSource.Empty();
+    DropXmlText();
     delete m_rows;
     m_rows = new DbRows(this, m_descr);
     SetChanged();
 }
 
 void DbTableData::SetXmlSource(const CString& xml) {
-    m_xmlSource = xml;
+    SetXmlText(xml.ToUtf8());
+}
+
+void DbTableData::SetXmlText(std::string utf8) {
+    m_xmlSource = std::move(utf8);
     m_xmlPending = true;
     m_initialized = true;
+}
+
+void DbTableData::DropXmlText() {
+    std::string().swap(m_xmlSource);
 }
 
 uint64_t DbTableData::GetSize() const {
@@ -200,7 +208,7 @@ bool DbTableData::ParseXmlData() {
     // accessors again. A failure leaves the text pending.
     m_xmlPending = false;
     try {
-        m_database->ParseXmlTableData(m_xmlSource, this);
+        m_database->ParseTableText(m_xmlSource, this);
     } catch (CException* e) {
         e->Delete();
         m_xmlPending = true;
@@ -209,7 +217,7 @@ bool DbTableData::ParseXmlData() {
         m_xmlPending = true;
         return false;
     }
-    m_xmlSource.Empty();
+    DropXmlText();
     Sync();
     return true;
 }

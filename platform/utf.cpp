@@ -2,6 +2,9 @@
 
 #include <korvan/platform.h>
 
+#include <cstdint>
+#include <cstring>
+
 namespace korvan {
 namespace {
 
@@ -39,6 +42,13 @@ bool DecodeOne(std::string_view bytes, size_t& pos, char32_t& out) {
         ++pos;
     }
     return out >= min && out <= 0x10FFFF && (out < 0xD800 || out > 0xDFFF);
+}
+
+// Whether the eight bytes at bytes are all below 0x80.
+bool IsAsciiWord(const char* bytes) {
+    uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return (word & 0x8080808080808080ULL) == 0;
 }
 
 void AppendUtf8(std::string& out, char32_t c) {
@@ -88,6 +98,22 @@ std::wstring DecodeUtf8Lenient(std::string_view bytes) {
         out += static_cast<wchar_t>(DecodeOne(bytes, pos, c) ? c : kReplacement);
     }
     return out;
+}
+
+bool IsValidUtf8(std::string_view bytes) {
+    size_t pos = 0;
+    while (pos < bytes.size()) {
+        // Runs of ASCII, the bulk of a database file, go a word at a time.
+        if (pos + sizeof(uint64_t) <= bytes.size() && IsAsciiWord(bytes.data() + pos)) {
+            pos += sizeof(uint64_t);
+            continue;
+        }
+        char32_t c;
+        if (!DecodeOne(bytes, pos, c)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::string EncodeUtf8(std::wstring_view text) {

@@ -10,4 +10,8 @@ namespace korvan {
 // come from the host program rather than from a file.
 std::wstring DecodeUtf8Lenient(std::string_view bytes);
 
+// Whether DecodeUtf8 would accept bytes, without decoding them: for text
+// that is checked once and then kept, or handed on, as UTF-8.
+bool IsValidUtf8(std::string_view bytes);
+
 }  // namespace korvan

@@ -27,12 +27,25 @@ size_t RealHash(Real value) {
     return HashOf<Real>(value == 0 ? Real(0) : value);
 }
 
-size_t TextHash(BSTR text) {
-    TextCollator* collator = TextCollator::Current();
-    return collator == nullptr
-               ? 0
-               : HashOf(collator->SortKey(std::wstring_view(text, SysStringLen(text))));
-}
+// Hashes of texts by their collation sort keys, kept per raw text: texts
+// equal code point by code point are collation-equal, so only each distinct
+// raw text pays for a sort key, and a column of few values costs a lookup
+// per row. The views point into the rows' own texts, which outlive the walk.
+class TextHashes {
+  public:
+    size_t Get(BSTR text) {
+        const std::wstring_view raw(text, SysStringLen(text));
+        const auto [known, added] = m_hashes.try_emplace(raw, 0);
+        if (added) {
+            TextCollator* collator = TextCollator::Current();
+            known->second = collator == nullptr ? 0 : HashOf(collator->SortKey(raw));
+        }
+        return known->second;
+    }
+
+  private:
+    std::unordered_map<std::wstring_view, size_t> m_hashes;
+};
 
 // A hash that values equal by VariantEqual share: equality needs the same
 // type, and within a type VarCmp's equality is value equality for numbers
@@ -40,7 +53,7 @@ size_t TextHash(BSTR text) {
 // types hash by type alone, which costs comparisons but is never wrong. False for a value that is
 // not even equal to itself (a byte array, which VarCmp refuses, or NaN): such a value equals
 // nothing, so its row is distinct from every other.
-bool ValueHash(const CComVariant& v, size_t& hash) {
+bool ValueHash(const CComVariant& v, TextHashes& texts, size_t& hash) {
     switch (v.vt) {
         case VT_I2:
             hash = HashOf(v.iVal);
@@ -84,7 +97,7 @@ bool ValueHash(const CComVariant& v, size_t& hash) {
             hash = RealHash(v.dblVal);
             break;
         case VT_BSTR:
-            hash = TextHash(v.bstrVal);
+            hash = texts.Get(v.bstrVal);
             break;
         case VT_EMPTY:
         case VT_NULL:
@@ -108,13 +121,14 @@ std::vector<uint64_t> DistinctRows(const DbRows& rows, const std::vector<uint64_
                                    const std::vector<uint64_t>& selection) {
     std::vector<uint64_t> kept;
     std::unordered_map<size_t, std::vector<uint64_t>> buckets;
+    TextHashes texts;
     for (const uint64_t r : selection) {
         const DbTableRow& row = *rows.GetRow(static_cast<int>(r));
         size_t hash = fields.size();
         bool comparable = true;
         for (size_t i = 0; i < fields.size() && comparable; ++i) {
             size_t valueHash = 0;
-            comparable = ValueHash(row[fields[i]].GetVariant(), valueHash);
+            comparable = ValueHash(row[fields[i]].GetVariant(), texts, valueHash);
             hash = Mix(hash, valueHash);
         }
         if (!comparable) {

@@ -19,6 +19,8 @@
 
 #include <map>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -98,11 +100,15 @@ class KORVAN_API DbSource {
     bool CheckSource();
 
   private:
+    friend class DbDatabase;
     struct Stream;
     void Reset();
     void Classify(bool create);
     bool OpenStream();
     bool NextByte(BYTE& b);
+    // ExtractXmlNode's element as the UTF-8 bytes of the file, checked but
+    // not decoded; the database keeps and parses table text in this form.
+    bool ExtractXmlText(const CString& path, std::string& utf8);
 
     DbDatabase* m_database;
     int m_kind;
@@ -259,6 +265,10 @@ class KORVAN_API DbDatabase : public DbItem {
     // Replaces the content by a deep copy of other's.
     void Assign(const DbDatabase& other);
     void RefreshQueries();
+    // The forms of ParseXmlStructure and ParseXmlTableData for UTF-8 text,
+    // which the reading of the file uses: no wide copy is ever made.
+    void ParseStructureText(std::string_view utf8);
+    void ParseTableText(std::string_view utf8, DbTableData* target);
     void LoadStructureSection(pugi::xml_node section);
     void LoadTableStructure(pugi::xml_node table);
     // Without a target, the table named by the element's first attribute.

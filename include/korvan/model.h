@@ -24,6 +24,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -511,13 +512,18 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
 
   private:
     friend class DbTableRow;
+    friend class DbDatabase;
 
+    // SetXmlSource for text that is UTF-8 already, as the database reads it.
+    void SetXmlText(std::string utf8);
     bool ParseXmlData();
+    // Empties the pending text and gives its memory back.
+    void DropXmlText();
     // Appends message to db's log; nothing without a database.
     static void Log(DbDatabase* db, const CString& message);
 
     DbRows* m_rows;
-    CString m_xmlSource;
+    std::string m_xmlSource;  // UTF-8
     bool m_xmlPending;
     DbDatabase* m_database;
     DbTableDescr* m_descr;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/utf.h"
+
 namespace {
 
 TEST(Utf8Test, StrictDecodingAcceptsOnlyWellFormedText) {
@@ -78,6 +80,40 @@ TEST(ExceptionTest, MfcExceptionsReportTheirMessageAndDeleteThemselves) {
         e->Delete();
     }
     EXPECT_THROW(AtlThrow(E_OUTOFMEMORY), CAtlException);
+}
+
+// The check-only pass agrees with the strict decoder wherever a bad sequence
+// sits relative to the ASCII runs it skips a word at a time.
+TEST(Utf8CheckTest, AgreesWithStrictDecodingAtEveryOffset) {
+    const std::string sequences[] = {
+        "\xC5\x81",
+        "\xE2\x82\xAC",
+        "\xF0\x9F\x98\x80",
+        "\xF4\x8F\xBF\xBF",
+        std::string(1, 0),
+        "\x7F",
+        "\x80",
+        "\xC3",
+        "\xE2\x82",
+        "\xC0\xAF",
+        "\xE0\x80\xAF",
+        "\xED\xA0\x80",
+        "\xF4\x90\x80\x80",
+        "\xFE",
+        "\xC3(",
+    };
+    for (const std::string& sequence : sequences) {
+        for (size_t before = 0; before < 17; ++before) {
+            for (const size_t after : {size_t{0}, size_t{3}, size_t{8}}) {
+                const std::string bytes =
+                    std::string(before, 'a') + sequence + std::string(after, 'z');
+                std::wstring decoded;
+                EXPECT_EQ(korvan::IsValidUtf8(bytes), korvan::DecodeUtf8(bytes, decoded))
+                    << testing::PrintToString(bytes);
+            }
+        }
+    }
+    EXPECT_TRUE(korvan::IsValidUtf8(""));
 }
 
 }  // namespace
