@@ -25,7 +25,7 @@ enum class Length {
     Wide
 };
 
-// One conversion specification, e.g. "%-08.3I64d".
+// One conversion directive, e.g. "%-08.3I64d".
 struct Spec {
     std::string flags;
     int width = -1;

@@ -100,7 +100,7 @@ std::string Summary(const parser::QueryAnalysisParams& p) {
     auto join = [](const std::vector<CString>& words) {
         std::string text;
         for (const CString& w : words) {
-            text += (text.empty() ? "" : "|") + w.ToUtf8();
+            text.append(text.empty() ? "" : "|").append(w.ToUtf8());
         }
         return text;
     };
