@@ -2,6 +2,8 @@
 // message log.
 #include <korvan/database.h>
 
+#include "platform/format.h"
+
 #include <cstdio>
 #include <iterator>
 
@@ -269,14 +271,7 @@ void DbDatabase::Log(const CString& message) {
 }
 
 CString DbDatabase::GetErrorLog() const {
-    CString text;
-    for (size_t i = 0; i < m_errorLog.size(); ++i) {
-        if (i > 0) {
-            text += L"\r\n";
-        }
-        text += m_errorLog[i];
-    }
-    return text;
+    return korvan::Join(m_errorLog, L"\r\n");
 }
 
 void DbDatabase::GetError(std::vector<CString>& messages) {

@@ -168,33 +168,35 @@ DbTableRow::eCmpResult DbTableData::SpatialIndex(DbTableDescr::DbIndex* index,
     return result;
 }
 
-uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
-                                   const std::vector<uint64_t>& fields, const DbTableRow& row) {
-    const DbRows* rows = GetRows();
+namespace {
+
+// Where in sorted (row positions in rows) a row that compare weighs against
+// each row belongs; 0 without rows.
+template <class Compare>
+uint64_t SearchSorted(const DbRows* rows, const std::vector<uint64_t>& sorted, Compare compare) {
     if (!rows) {
         return 0;
     }
     DbTableRow::eCmpResult result;
     return korvan::BinarySearch(
         sorted.size(),
-        [&](size_t i) { return row.CompareEx(fields, *rows->GetRow(static_cast<int>(sorted[i]))); },
-        result);
+        [&](size_t i) { return compare(*rows->GetRow(static_cast<int>(sorted[i]))); }, result);
+}
+
+}  // namespace
+
+uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
+                                   const std::vector<uint64_t>& fields, const DbTableRow& row) {
+    return SearchSorted(GetRows(), sorted,
+                        [&](const DbTableRow& other) { return row.CompareEx(fields, other); });
 }
 
 uint64_t DbTableData::SpatialIndex(const std::vector<uint64_t>& sorted,
                                    const std::vector<uint64_t>& fields,
                                    const std::vector<CComVariant>& keys) {
-    const DbRows* rows = GetRows();
-    if (!rows) {
-        return 0;
-    }
-    DbTableRow::eCmpResult result;
-    return korvan::BinarySearch(
-        sorted.size(),
-        [&](size_t i) {
-            return DbTableRow::CompareEx(fields, keys, *rows->GetRow(static_cast<int>(sorted[i])));
-        },
-        result);
+    return SearchSorted(GetRows(), sorted, [&](const DbTableRow& other) {
+        return DbTableRow::CompareEx(fields, keys, other);
+    });
 }
 
 bool DbTableData::ParseXmlData() {

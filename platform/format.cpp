@@ -295,4 +295,15 @@ void AppendFormatted(std::wstring& out, const wchar_t* format, va_list args) {
     va_end(ap);
 }
 
+CString Join(const std::vector<CString>& parts, const wchar_t* separator) {
+    CString text;
+    for (size_t i = 0; i < parts.size(); ++i) {
+        if (i > 0) {
+            text += separator;
+        }
+        text += parts[i];
+    }
+    return text;
+}
+
 }  // namespace korvan

@@ -1,9 +1,13 @@
-// Internal printf engine behind CString::FormatV: the Windows wide printf
-// conventions on top of the C library's number formatting.
+// Internal text assembly: the printf engine behind CString::FormatV (the
+// Windows wide printf conventions on top of the C library's number
+// formatting), and joining texts.
 #pragma once
+
+#include <korvan/platform.h>
 
 #include <cstdarg>
 #include <string>
+#include <vector>
 
 namespace korvan {
 
@@ -12,5 +16,8 @@ namespace korvan {
 // integer lengths are C's plus I64, I32 and I (pointer-sized); %n writes
 // nothing. A null string argument prints "(null)".
 void AppendFormatted(std::wstring& out, const wchar_t* format, va_list args);
+
+// The parts one after the other with separator between each two.
+CString Join(const std::vector<CString>& parts, const wchar_t* separator);
 
 }  // namespace korvan

@@ -4,6 +4,8 @@
 
 #include "query/Db_Analyze.h"
 
+#include "platform/format.h"
+
 #include <korvan/database.h>
 #include <korvan/query.h>
 
@@ -167,7 +169,7 @@ class Analyzer {
     bool Conclude() {
         if (!m_params.pendingCondition.empty()) {
             m_log(StringBuilder(L"SQL Analyze - invalid condintion '%s'",
-                                Join(m_params.pendingCondition).GetString()));
+                                korvan::Join(m_params.pendingCondition, L" ").GetString()));
             m_failed = true;
         }
         if (m_params.fields.empty() || m_params.tables.empty()) {
@@ -312,7 +314,7 @@ class Analyzer {
         } else {
             m_failed = true;
         }
-        p.conditions.push_back(Join(p.pendingCondition));
+        p.conditions.push_back(korvan::Join(p.pendingCondition, L" "));
         p.pendingCondition.clear();
     }
 
@@ -327,17 +329,6 @@ class Analyzer {
                                 m_params.tables[0].GetString()));
         }
         return descr;
-    }
-
-    static CString Join(const std::vector<CString>& words) {
-        CString text;
-        for (size_t i = 0; i < words.size(); ++i) {
-            if (i > 0) {
-                text += L' ';
-            }
-            text += words[i];
-        }
-        return text;
     }
 
     DbDatabase& m_db;
