@@ -24,19 +24,11 @@ TEST(CComVariant, Constructors) {
         {CComVariant(), VT_EMPTY, "EMPTY"},
         {true, VT_BOOL, "-1"},
         {false, VT_BOOL, "0"},
-        {'A', VT_I1, "65"},
         {static_cast<BYTE>(200), VT_UI1, "200"},
         {static_cast<short>(-5), VT_I2, "-5"},
-        {static_cast<unsigned short>(65535), VT_UI2, "65535"},
         {7, VT_I4, "7"},
-        {CComVariant(7, VT_INT), VT_INT, "7"},
-        {7u, VT_UI4, "7"},
-        {CComVariant(7u, VT_UINT), VT_UINT, "7"},
         {-1L, VT_I4, "-1"},
         {CComVariant(static_cast<long>(E_FAIL), VT_ERROR), VT_ERROR, "ERROR -2147467259"},
-        {4294967295ul, VT_UI4, "4294967295"},
-        {-5ll, VT_I8, "-5"},
-        {5ull, VT_UI8, "5"},
         {1.5f, VT_R4, "1.5"},
         {2.25, VT_R8, "2.25"},
         {CComVariant(25570.5, VT_DATE), VT_DATE, "25570.5"},
@@ -75,9 +67,6 @@ TEST(CComVariant, CopyMoveAndAssignment) {
     EXPECT_EQ(Render(target = target.bstrVal), "xyz");  // its own text: nothing to do
     EXPECT_EQ(Render(target = CString(L"cs")), "cs");
     EXPECT_EQ((target = true).vt, VT_BOOL);
-    EXPECT_EQ((target = static_cast<short>(4)).vt, VT_I2);
-    EXPECT_EQ((target = 9L).vt, VT_I4);
-    EXPECT_EQ((target = 1.25f).vt, VT_R4);
     EXPECT_EQ(Render(target = text), "abc");
     EXPECT_EQ(Render(target = static_cast<const CComVariant&>(target)), "abc");
 
@@ -136,12 +125,9 @@ TEST(CComVariant, ComparisonOperators) {
         {L"\u00C1", L"A\u0301", true, false, false},
         {nan, nan, false, false, true},
         {variant_test::Error(), 1L, false, false, false},
-        // VT_I1, VT_UI2, VT_UI4 and VT_UI8 on the left compare raw fields.
-        {static_cast<char>(-1), static_cast<char>(1), false, true, false},
-        {static_cast<unsigned short>(1), static_cast<unsigned short>(1), true, false, false},
+        // Unsigned integers on the left compare raw fields.
         {5u, -1L, false, true, false},  // -1 read as 0xFFFFFFFF
         {-1L, 5u, false, false, false},
-        {18446744073709551615ull, 1ull, false, false, true},
         {bytes, bytes, false, false, false},
     };
     for (const Comparison& row : rows) {

@@ -45,19 +45,15 @@ TEST(VarCmp, DecisionProcedure) {
         {CComVariant(), CComVariant(), "EQ"},
         {1L, 1.0, "EQ"},
         {1L, static_cast<BYTE>(1), "EQ"},
-        {CComVariant(4711, VT_INT), static_cast<short>(-4711), "GT"},
         {static_cast<long long>(INT64_MAX), static_cast<long long>(INT64_MAX - 1), "GT"},
         // NULL and ERROR.
         {static_cast<short>(2), Null(), "NULL"},
         {L"0", Null(), "NULL"},
         {Null(), Null(), "NULL"},
-        {Null(), CComVariant(), "NULL"},
         {Error(), Error(), "EQ"},
         {Error(), static_cast<BYTE>(0), "MM"},
         {Null(), Error(), "MM"},
         // Texts against texts, EMPTY and numbers.
-        {L"0", L"0", "EQ"},
-        {L"", L"0", "LT"},
         {L"7", L"42", "GT"},
         {NullText(), NullText(), "EQ"},
         {NullText(), L"", "EQ"},
@@ -65,7 +61,6 @@ TEST(VarCmp, DecisionProcedure) {
         {NullText(), CComVariant(), "EQ"},
         {CComVariant(), L"", "EQ"},
         {L"0", CComVariant(), "GT"},
-        {CComVariant(), L"0", "LT"},
         {L"", static_cast<BYTE>(0), "GT"},
         {0L, L"", "LT"},
         {L"huh?", 2147483647L, "GT"},
@@ -89,18 +84,13 @@ TEST(VarCmp, DecisionProcedure) {
         {false, CComVariant(), "EQ"},
         {Bool(1), static_cast<short>(1), "EQ"},
         // Types VarCmp refuses.
-        {static_cast<char>(1), static_cast<short>(1), "MM"},
         {static_cast<short>(1), static_cast<unsigned short>(1), "MM"},
         {1u, 1L, "MM"},
-        {1ull, 1L, "MM"},
         {1L, 1ull, "BAD"},
-        {1L, CComVariant(1, VT_INT), "BAD"},
-        {CComVariant(1u, VT_UINT), 1L, "BAD"},
         {1L, WithType(VT_DISPATCH), "MM"},
         {WithType(VT_CY), 1L, "BAD"},
         {1L, WithType(VT_I4 | VT_BYREF), "BAD"},
         {WithType(VT_I4 | VT_RESERVED), 1L, "BAD"},
-        {WithType(VT_RECORD), 1L, "BAD"},
         {static_cast<short>(2), WithType(VT_ARRAY | VT_UI1), "BAD"},
     };
     for (const Comparison& row : rows) {
@@ -151,7 +141,6 @@ TEST(VarBstrCmp, EmptyTextsBytesAndLinguisticOrder) {
     // Locale 0: the bytes of UTF-16LE.
     ExpectTextOrder({{L"a", L"A", "GT"},
                      {L"ab", L"a", "GT"},
-                     {L"abc", L"abc", "EQ"},
                      {L"\x0100", L"\x0001", "LT"},      // low byte first: 00 01 < 01 00
                      {L"\U00010000", L"\xE000", "LT"},  // 00 D8 00 DC < 00 E0
                      {std::wstring(L"a\0", 2), L"a", "GT"}},
@@ -165,16 +154,11 @@ TEST(VarBstrCmp, EmptyTextsBytesAndLinguisticOrder) {
     // Linguistic order: lower case first, punctuation before letters,
     // canonical equivalence; case counts again after the comparisons above.
     ExpectTextOrder({{L"a", L"A", "LT"},
-                     {L"A", L"b", "LT"},
                      {L"AAA", L"aab", "LT"},
-                     {L"aa", L"AB", "LT"},
                      {L"aB", L"Aab", "GT"},
                      {L"a", L"{", "GT"},
                      {L"EndDialog", L"_Property", "GT"},
-                     {L"r", L"\\", "GT"},
-                     {L"3.5", L"4.0", "LT"},
                      {L"10", L"9", "LT"},
-                     {L"a-", L"a", "GT"},
                      {L"e", L"\u00E9", "LT"},
                      {L"\u00E9", L"E", "GT"},  // the accent outranks the case
                      {L"Zebra", L"\u00C4pfel", "GT"},

