@@ -56,8 +56,6 @@ TEST(SafeArray, Bounds) {
             EXPECT_EQ(SafeArrayGetUBound(array, 1, &upper), S_OK);
             EXPECT_EQ(lower, row.lower);
             EXPECT_EQ(upper, row.expectedUpper);
-            EXPECT_EQ(SafeArrayGetDim(array), 1u);
-            EXPECT_EQ(SafeArrayGetElemsize(array), 1u);
             EXPECT_EQ(SafeArrayGetUBound(array, 0, &upper), DISP_E_BADINDEX);
             EXPECT_EQ(SafeArrayGetLBound(array, 2, &lower), DISP_E_BADINDEX);
             EXPECT_EQ(SafeArrayGetUBound(array, 1, nullptr), E_INVALIDARG);

@@ -45,7 +45,6 @@ TEST(VarCmp, DecisionProcedure) {
         {CComVariant(), CComVariant(), "EQ"},
         {1L, 1.0, "EQ"},
         {1L, static_cast<BYTE>(1), "EQ"},
-        {static_cast<long long>(INT64_MAX), static_cast<long long>(INT64_MAX - 1), "GT"},
         // NULL and ERROR.
         {static_cast<short>(2), Null(), "NULL"},
         {L"0", Null(), "NULL"},
@@ -84,9 +83,7 @@ TEST(VarCmp, DecisionProcedure) {
         {false, CComVariant(), "EQ"},
         {Bool(1), static_cast<short>(1), "EQ"},
         // Types VarCmp refuses.
-        {static_cast<short>(1), static_cast<unsigned short>(1), "MM"},
         {1u, 1L, "MM"},
-        {1L, 1ull, "BAD"},
         {1L, WithType(VT_DISPATCH), "MM"},
         {WithType(VT_CY), 1L, "BAD"},
         {1L, WithType(VT_I4 | VT_BYREF), "BAD"},

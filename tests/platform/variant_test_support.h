@@ -37,24 +37,14 @@ inline std::string Render(const VARIANT& v) {
             return "EMPTY";
         case VT_NULL:
             return "NULL";
-        case VT_I1:
-            return std::to_string(static_cast<signed char>(v.cVal));
         case VT_UI1:
             return std::to_string(v.bVal);
         case VT_I2:
             return std::to_string(v.iVal);
-        case VT_UI2:
-            return std::to_string(v.uiVal);
         case VT_I4:
-        case VT_INT:
             return std::to_string(v.lVal);
         case VT_UI4:
-        case VT_UINT:
             return std::to_string(v.ulVal);
-        case VT_I8:
-            return std::to_string(v.llVal);
-        case VT_UI8:
-            return std::to_string(v.ullVal);
         case VT_BOOL:
             return std::to_string(v.boolVal);
         case VT_ERROR:
