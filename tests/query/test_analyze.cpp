@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/format.h"
 #include "query_tables.h"
 
 namespace {
@@ -98,11 +99,7 @@ TEST_F(AnalyzeTest, WritesOneLinePerProblem) {
 // then "desc", "top n" and "distinct" when set.
 std::string Summary(const parser::QueryAnalysisParams& p) {
     auto join = [](const std::vector<CString>& words) {
-        std::string text;
-        for (const CString& w : words) {
-            text.append(text.empty() ? "" : "|").append(w.ToUtf8());
-        }
-        return text;
+        return korvan::Join(words, L"|").ToUtf8();
     };
     std::string text = join(p.fields) + " / " + join(p.tables) + " / " + join(p.conditions) +
                        " / " + p.clause->GetClauseString() + " / " + join(p.orderBy);
