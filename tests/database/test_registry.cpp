@@ -6,11 +6,7 @@
 
 namespace {
 
-std::vector<CString> LogOf(DbDatabase& db) {
-    std::vector<CString> lines;
-    db.GetError(lines);
-    return lines;
-}
+using testtables::TakeLog;
 
 // Every entry's index is its position, and positions run without gaps.
 void ExpectGaplessIndexes(DbDatabase& db) {
@@ -34,7 +30,7 @@ TEST(Registry, CreationOrderDuplicatesAndLookups) {
     EXPECT_EQ(db.GetTableName(1), L"Properties");
     EXPECT_EQ(db.GetHeaderDescr()->GetFieldCount(), 6u);
     EXPECT_EQ(db.GetHeaderData()->size(), 1u);
-    LogOf(db);
+    TakeLog(db);
 
     DbTableInfo* parts = db.CreateTable(L"Parts", DbTableInfo::TABLE);
     ASSERT_NE(parts, nullptr);
@@ -66,8 +62,8 @@ TEST(Registry, CreationOrderDuplicatesAndLookups) {
     DbTableInfo* query =
         db.CreateTable(L"Query_1", DbTableInfo::QUERY, L"select * from parts", parts);
     ASSERT_NE(query, nullptr);
-    EXPECT_EQ(LogOf(db)[0],
-              L"Table 'Query_1' created, index = 3, type = QUERY, sql = 'select * from parts'");
+    EXPECT_EQ(TakeLog(db)[0],
+              "Table 'Query_1' created, index = 3, type = QUERY, sql = 'select * from parts'");
     ExpectGaplessIndexes(db);
 }
 
@@ -121,10 +117,10 @@ TEST(Registry, RenameMovesTheEntryItself) {
     DbTableInfo* beams = db.CreateTable(L"Beams", DbTableInfo::TABLE);
     DbTableInfo* other = db.CreateTable(L"Other", DbTableInfo::TABLE);
     DbTableInfo* query = db.CreateTable(L"q", DbTableInfo::QUERY, L"select a from beams", beams);
-    LogOf(db);
+    TakeLog(db);
 
     ASSERT_TRUE(db.RenameTable(L"beams", L"Girders"));
-    EXPECT_EQ(LogOf(db)[0], L"Table 'Beams' renamed to 'Girders'");
+    EXPECT_EQ(TakeLog(db)[0], "Table 'Beams' renamed to 'Girders'");
     EXPECT_EQ(db.GetTableInfo(L"GIRDERS"), beams);
     EXPECT_EQ(beams->name, L"Girders");
     EXPECT_EQ(query->related, beams);
@@ -132,7 +128,7 @@ TEST(Registry, RenameMovesTheEntryItself) {
 
     // A name that is taken is refused and both tables stay as they were.
     EXPECT_FALSE(db.RenameTable(L"Girders", L"other"));
-    EXPECT_EQ(LogOf(db).size(), 1u);
+    EXPECT_EQ(TakeLog(db).size(), 1u);
     EXPECT_EQ(db.GetTableInfo(L"girders"), beams);
     EXPECT_EQ(db.GetTableInfo(L"other"), other);
 
@@ -231,8 +227,7 @@ TEST(Registry, MdbSourcesHoldOnlyTheHeaderTablesUntilImported) {
         DbDatabase db(dir.File("cat.mdb"));
         ASSERT_TRUE(db.GetSource()->IsMdbBased());
         EXPECT_EQ(db.GetTablesCount(), 2);
-        EXPECT_EQ(LogOf(db)[0],
-                  CString(("Importing mdb file '" + dir.Path("cat.mdb") + "'").c_str()));
+        EXPECT_EQ(TakeLog(db)[0], "Importing mdb file '" + dir.Path("cat.mdb") + "'");
         EXPECT_FALSE(db.IsChanged());
         db.GetHeaderData()->GetRow(0)->SetValue(L"title", CString(L"changed"));
         EXPECT_FALSE(db.Save(dir.File("cat.mdb")));  // mdb files are never written here

@@ -1,10 +1,12 @@
 // Helpers for tests that build tables: columns given by name and type, rows
 // given as variants (stored as they are, so a null or a value of another
-// type stays).
+// type stays), and the message log as UTF-8 lines.
 #pragma once
 
+#include <korvan/database.h>
 #include <korvan/model.h>
 
+#include <string>
 #include <vector>
 
 namespace testtables {
@@ -39,6 +41,21 @@ inline void Fill(DbTableDescr& descr, DbTableData& data, const std::vector<Colum
             row[i].GetVariant() = values[i];
         }
     }
+}
+
+inline std::vector<std::string> Utf8(const std::vector<CString>& texts) {
+    std::vector<std::string> out;
+    for (const CString& t : texts) {
+        out.push_back(t.ToUtf8());
+    }
+    return out;
+}
+
+// The database's log as UTF-8 lines, handed over (the log is left empty).
+inline std::vector<std::string> TakeLog(DbDatabase& db) {
+    std::vector<CString> lines;
+    db.GetError(lines);
+    return Utf8(lines);
 }
 
 // A table without a database: nobody is told of field changes and nothing

@@ -1,5 +1,5 @@
 // Test helpers: in-memory databases with tables given as columns and rows,
-// the message log as UTF-8 lines, and cells as texts.
+// and cells as texts.
 #pragma once
 
 #include <korvan/database.h>
@@ -12,6 +12,8 @@
 namespace querytest {
 
 using testtables::Null;
+using testtables::TakeLog;
+using testtables::Utf8;
 
 // A table of the given columns holding the rows as given.
 inline DbTableInfo* MakeTable(DbDatabase& db, const wchar_t* name,
@@ -20,21 +22,6 @@ inline DbTableInfo* MakeTable(DbDatabase& db, const wchar_t* name,
     DbTableInfo* table = db.CreateTable(name, DbTableInfo::TABLE);
     testtables::Fill(*table->descr, *table->data, columns, rows);
     return table;
-}
-
-inline std::vector<std::string> Utf8(const std::vector<CString>& texts) {
-    std::vector<std::string> out;
-    for (const CString& t : texts) {
-        out.push_back(t.ToUtf8());
-    }
-    return out;
-}
-
-// Hands the log over (and empties it).
-inline std::vector<std::string> TakeLog(DbDatabase& db) {
-    std::vector<CString> lines;
-    db.GetError(lines);
-    return Utf8(lines);
 }
 
 // A value as text: "null" for a null variant, "?" when it has no text form.
