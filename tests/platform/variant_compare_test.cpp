@@ -54,24 +54,15 @@ TEST(VarCmp, DecisionProcedure) {
         {Null(), Error(), "MM"},
         // Texts against texts, EMPTY and numbers.
         {L"7", L"42", "GT"},
-        {NullText(), NullText(), "EQ"},
         {NullText(), L"", "EQ"},
-        {L"0", NullText(), "GT"},
-        {NullText(), CComVariant(), "EQ"},
         {CComVariant(), L"", "EQ"},
         {L"0", CComVariant(), "GT"},
         {L"", static_cast<BYTE>(0), "GT"},
-        {0L, L"", "LT"},
-        {L"huh?", 2147483647L, "GT"},
-        {3.141592, NullText(), "LT"},
         {1.0f, L"1.00000001", "LT"},
         // Reals: R4 when either side is R4, R8 when one is beyond its range.
-        {Date(25570), CComVariant(), "GT"},
         {Date(1), Date(1 + 1e-15), "LT"},
         {1.0f, 1 + 1e-8, "EQ"},
-        {1 + 1e-8, 1.0, "GT"},
         {r4Max * 1.1, static_cast<float>(r4Max), "GT"},
-        {1.0f, Date(1 + 1e-8), "EQ"},
         {16777217L, 16777216.0f, "EQ"},
         {static_cast<short>(0), 0.4, "LT"},
         {std::numeric_limits<double>::quiet_NaN(), 1.0, "GT"},
@@ -79,15 +70,12 @@ TEST(VarCmp, DecisionProcedure) {
         // BOOL is -1 or 0.
         {true, false, "LT"},
         {true, static_cast<short>(-1), "EQ"},
-        {CComVariant(), true, "GT"},
-        {false, CComVariant(), "EQ"},
         {Bool(1), static_cast<short>(1), "EQ"},
         // Types VarCmp refuses.
         {1u, 1L, "MM"},
         {1L, WithType(VT_DISPATCH), "MM"},
         {WithType(VT_CY), 1L, "BAD"},
         {1L, WithType(VT_I4 | VT_BYREF), "BAD"},
-        {WithType(VT_I4 | VT_RESERVED), 1L, "BAD"},
         {static_cast<short>(2), WithType(VT_ARRAY | VT_UI1), "BAD"},
     };
     for (const Comparison& row : rows) {
@@ -143,7 +131,6 @@ TEST(VarBstrCmp, EmptyTextsBytesAndLinguisticOrder) {
                      {std::wstring(L"a\0", 2), L"a", "GT"}},
                     0);
     ExpectTextOrder({{L"Salut", L"SaLuT", "EQ"},
-                     {L"a", L"A", "EQ"},
                      {L"\u00E9", L"\u00C9", "EQ"},
                      {L"a", L"B", "LT"},
                      {L"e", L"\u00E9", "LT"}},
@@ -151,15 +138,12 @@ TEST(VarBstrCmp, EmptyTextsBytesAndLinguisticOrder) {
     // Linguistic order: lower case first, punctuation before letters,
     // canonical equivalence; case counts again after the comparisons above.
     ExpectTextOrder({{L"a", L"A", "LT"},
-                     {L"AAA", L"aab", "LT"},
                      {L"aB", L"Aab", "GT"},
                      {L"a", L"{", "GT"},
-                     {L"EndDialog", L"_Property", "GT"},
                      {L"10", L"9", "LT"},
                      {L"e", L"\u00E9", "LT"},
                      {L"\u00E9", L"E", "GT"},  // the accent outranks the case
                      {L"Zebra", L"\u00C4pfel", "GT"},
-                     {L"a", std::wstring(L"a\0\0", 3), "EQ"},
                      {L"\u00C1BC", L"A\u0301BC", "EQ"},
                      {std::wstring(L"ABC\0", 4), std::wstring(L"A\0BC", 4), "EQ"}},
                     LOCALE_USER_DEFAULT);

@@ -107,6 +107,13 @@ inline CComVariant Bool(VARIANT_BOOL raw) {
     return v;
 }
 
+// The UTF-16LE bytes of a text as a byte array.
+inline CComVariant Bytes(const wchar_t* text) {
+    CComVariant v(text);
+    v.ChangeType(VT_ARRAY | VT_UI1);
+    return v;
+}
+
 // A BSTR variant whose pointer is null.
 inline CComVariant NullText() {
     CComVariant v;
