@@ -24,25 +24,16 @@ inline DbTableInfo* MakeTable(DbDatabase& db, const wchar_t* name,
     return table;
 }
 
-// A value as text: "null" for a null variant, "?" when it has no text form.
-inline std::string CellText(const CComVariant& v) {
-    if (v.vt == VT_NULL) {
-        return "null";
-    }
-    CComVariant text;
-    return SUCCEEDED(text.ChangeType(VT_BSTR, &v)) ? CString(text.bstrVal).ToUtf8() : "?";
-}
-
-// The cells of a table as texts, row by row.
+// The cells of a table as texts, row by row; a null cell reads "null".
 inline std::vector<std::vector<std::string>> Cells(DbTableData* data) {
     std::vector<std::vector<std::string>> out;
     for (uint64_t r = 0; r < data->size(); ++r) {
         const DbTableRow& row = *data->GetRow(static_cast<int>(r));
-        std::vector<std::string> cells;
+        out.emplace_back();
         for (size_t i = 0; i < row.GetFieldCount(); ++i) {
-            cells.push_back(CellText(row[i].GetVariant()));
+            const bool null = row[i].GetVariant().vt == VT_NULL;
+            out.back().push_back(null ? "null" : testtables::TextOf(row[i]).ToUtf8());
         }
-        out.push_back(cells);
     }
     return out;
 }

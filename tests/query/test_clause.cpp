@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <korvan/query.h>
 
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -22,133 +23,109 @@ class Probe : public clv::expr {
     std::vector<int>* m_log;
 };
 
-// A clause built from words: "e" is the next operand (taking the next of
-// values), "null" a missing operand.
+// A clause built from words: "1" and "0" are operands of that value,
+// numbered in order, "null" a missing operand. The clause sits on the heap so
+// that a test can drop it before its operands.
 struct Built {
-    Built(const std::string& text, const std::vector<bool>& values) { Append(text, values); }
+    explicit Built(const std::string& text) { Append(text); }
 
-    void Append(const std::string& text, const std::vector<bool>& values) {
+    void Append(const std::string& text) {
+        static const std::map<std::string, void (clv::clause::*)()> kOthers = {
+            {"AND", &clv::clause::and_},
+            {"OR", &clv::clause::or_},
+            {"NOT", &clv::clause::not_},
+            {"(", &clv::clause::leftBracket},
+            {")", &clv::clause::rightBracket}};
         std::istringstream words(text);
         std::string w;
         while (words >> w) {
-            if (w == "e") {
-                const size_t i = operands.size();
-                operands.push_back(
-                    std::make_unique<Probe>(values.at(i), static_cast<int>(i), &log));
-                c.expr(operands.back().get());
-            } else if (w == "null") {
-                c.expr(nullptr);
-            } else if (w == "AND") {
-                c.and_();
-            } else if (w == "OR") {
-                c.or_();
-            } else if (w == "NOT") {
-                c.not_();
-            } else if (w == "(") {
-                c.leftBracket();
-            } else if (w == ")") {
-                c.rightBracket();
+            if (w == "null") {
+                c->expr(nullptr);
+            } else if (kOthers.count(w) != 0) {
+                ((*c).*kOthers.at(w))();
+            } else {
+                const int id = static_cast<int>(operands.size());
+                operands.push_back(std::make_unique<Probe>(w == "1", id, &log));
+                c->expr(operands.back().get());
             }
         }
     }
 
     std::vector<int> log;
     std::vector<std::unique_ptr<Probe>> operands;
-    clv::clause c;
+    std::unique_ptr<clv::clause> c = std::make_unique<clv::clause>();
 };
 
 // Operators group from the right and brackets are honoured; operands are
 // asked last pushed first, and AND and OR ask the second only when needed.
+// Only unbalanced brackets and missing operands make a clause invalid.
 TEST(Clause, GroupsFromTheRightAndShortCircuits) {
     const struct {
         std::string text;
-        std::vector<bool> values;
-        bool valid;
-        bool result;
+        char result;  // '1', '0', or '-' for an invalid clause
         std::string rpn;
         std::vector<int> asked;
     } cases[] = {
-        {"", {}, true, true, "", {}},
-        {"NOT e", {true}, true, false, "exp NOT", {0}},
-        {"e AND e", {true, false}, true, false, "exp exp AND", {1}},
-        {"e OR e", {false, true}, true, true, "exp exp OR", {1}},
-        {"e OR e AND e", {true, false, false}, true, true, "exp exp exp AND OR", {2, 0}},
-        {"e AND e OR e", {false, false, true}, true, false, "exp exp exp OR AND", {2, 0}},
-        {"( e OR e ) AND e", {true, false, false}, true, false, "exp exp OR exp AND", {1, 0, 2}},
-        {"( e OR e ) AND NOT e",
-         {false, true, false},
-         true,
-         true,
-         "exp exp OR exp NOT AND",
-         {1, 2}},
-        {"NOT e AND e", {false, false}, true, true, "exp exp AND NOT", {1}},
-        {"( e", {true}, false, false, "", {}},
-        {"e AND null", {true}, false, false, "", {}},
-        {") e (", {true}, true, true, "exp (", {0}},
-        {"e AND", {true}, true, false, "exp AND", {}},
-        {"AND", {}, true, false, "AND", {}},
+        {"", '1', "", {}},
+        {"1 AND 0", '0', "exp exp AND", {1}},
+        {"0 OR 1", '1', "exp exp OR", {1}},
+        {"1 OR 0 AND 0", '1', "exp exp exp AND OR", {2, 0}},
+        {"0 AND 0 OR 1", '0', "exp exp exp OR AND", {2, 0}},
+        {"( 1 OR 0 ) AND 0", '0', "exp exp OR exp AND", {1, 0, 2}},
+        {"NOT 0 AND 0", '1', "exp exp AND NOT", {1}},
+        {"( 1", '-', "", {}},
+        {"1 AND null", '-', "", {}},
+        {") 1 (", '1', "exp (", {0}},
+        {"1 AND", '0', "exp AND", {}},
     };
     for (const auto& k : cases) {
         SCOPED_TRACE(k.text);
-        Built b(k.text, k.values);
-        EXPECT_EQ(b.c.IsValid(), k.valid);
-        if (!k.valid) {
+        Built b(k.text);
+        EXPECT_EQ(b.c->IsValid(), k.result != '-');
+        if (k.result == '-') {
             continue;
         }
-        EXPECT_EQ(b.c.evaluate(), k.result);
+        EXPECT_EQ(b.c->evaluate(), k.result == '1');
         EXPECT_EQ(b.log, k.asked);
-        EXPECT_EQ(b.c.GetRPNString(), k.rpn);
-        EXPECT_EQ(b.c.evaluate(), k.result) << "a second evaluation reuses the RPN";
+        EXPECT_EQ(b.c->GetRPNString(), k.rpn) << "built once, not again on every use";
     }
-    EXPECT_EQ(Built("e AND null", {true}).c.GetClauseString(), "exp AND");
+    EXPECT_EQ(Built("1 AND null").c->GetClauseString(), "exp AND");
 }
 
 TEST(Clause, KeepsTheOldRpnAcrossClear) {
-    Built b("e OR e", {false, false});
-    EXPECT_FALSE(b.c.evaluate());
-    b.c.clear();
-    EXPECT_EQ(b.c.GetClauseString(), "");
-    b.Append("NOT e", {false, false, false});
-    EXPECT_EQ(b.c.GetClauseString(), "NOT exp");
-    EXPECT_EQ(b.c.GetRPNString(), "exp exp OR exp NOT");
-    EXPECT_TRUE(b.c.evaluate());
+    Built b("0 OR 0");
+    EXPECT_FALSE(b.c->evaluate());
+    b.c->clear();
+    EXPECT_EQ(b.c->GetClauseString(), "");
+    b.Append("NOT 0");
+    EXPECT_EQ(b.c->GetClauseString(), "NOT exp");
+    EXPECT_EQ(b.c->GetRPNString(), "exp exp OR exp NOT");
+    EXPECT_TRUE(b.c->evaluate());
 }
 
-// Copies share the operators and operands but outlive their source; an
-// operand copied into a plain expr takes the virtual value.
+// Copies share the operators and operands and keep the operators alive when
+// the source lets go of them; an operand copied into a plain expr takes the
+// virtual value.
 TEST(Clause, CopiesShareOperatorsAndOutliveTheirSource) {
-    clv::expr a(true);
-    clv::expr b(false);
-    auto source = std::make_unique<clv::clause>();
-    source->leftBracket();
-    source->expr(&a);
-    source->or_();
-    source->expr(&b);
-    source->rightBracket();
-    source->and_();
-    source->not_();
-    source->expr(&b);
-
-    clv::clause copy(*source);
+    Built b("( 1 OR 0 ) AND NOT 0");
+    auto copy = std::make_unique<clv::clause>(*b.c);
+    b.c.reset();
+    EXPECT_EQ(copy->GetClauseString(), "( exp OR exp ) AND NOT exp");
+    EXPECT_EQ(copy->GetRPNString(), "exp exp OR exp NOT AND");
+    EXPECT_TRUE(copy->evaluate());
     clv::clause assigned;
-    assigned = *source;
-    source.reset();
-    EXPECT_EQ(copy.GetClauseString(), "( exp OR exp ) AND NOT exp");
-    EXPECT_EQ(copy.GetRPNString(), "exp exp OR exp NOT AND");
-    EXPECT_TRUE(copy.evaluate());
-    EXPECT_TRUE(assigned.evaluate());
-    b = true;
+    assigned = *copy;
+    copy.reset();
+    static_cast<clv::expr&>(*b.operands[2]) = true;
     EXPECT_FALSE(assigned.evaluate());
 
-    std::vector<int> log;
-    Probe probe(true, 7, &log);
-    clv::expr copied(probe);
+    b.log.clear();
+    clv::expr copied(*b.operands[0]);
     clv::expr assignedExpr;
-    assignedExpr = probe;
+    assignedExpr = *b.operands[0];
     EXPECT_TRUE(copied.value());
     EXPECT_TRUE(assignedExpr.value());
-    EXPECT_EQ(log, (std::vector<int>{7, 7}));
-    EXPECT_STREQ(copied.string(), "exp");
+    EXPECT_EQ(b.log, (std::vector<int>{0, 0}));
 }
 
 }  // namespace

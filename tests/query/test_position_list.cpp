@@ -17,12 +17,8 @@ TEST(PositionList, MatchesAFlatVector) {
         korvan::PositionList list;
         std::vector<uint64_t> reference;
         for (uint64_t value = 0; value < 6000; ++value) {
-            size_t pos = 0;
-            if (pattern == 1) {
-                pos = reference.size();
-            } else if (pattern == 2) {
-                pos = static_cast<size_t>(random() % (reference.size() + 1));
-            }
+            const size_t size = reference.size();
+            const size_t pos = pattern == 0 ? 0 : pattern == 1 ? size : random() % (size + 1);
             list.insert(pos, value);
             reference.insert(reference.begin() + static_cast<std::ptrdiff_t>(pos), value);
             const size_t probe = static_cast<size_t>(random() % reference.size());
