@@ -84,7 +84,7 @@ bool DecodeUtf8(std::string_view bytes, std::wstring& out) {
             out.clear();
             return false;
         }
-        out += static_cast<wchar_t>(c);
+        AppendCodePoint(out, c);
     }
     return true;
 }
@@ -95,7 +95,7 @@ std::wstring DecodeUtf8Lenient(std::string_view bytes) {
     size_t pos = 0;
     while (pos < bytes.size()) {
         char32_t c;
-        out += static_cast<wchar_t>(DecodeOne(bytes, pos, c) ? c : kReplacement);
+        AppendCodePoint(out, DecodeOne(bytes, pos, c) ? c : kReplacement);
     }
     return out;
 }
@@ -119,47 +119,35 @@ bool IsValidUtf8(std::string_view bytes) {
 std::string EncodeUtf8(std::wstring_view text) {
     std::string out;
     out.reserve(text.size());
-    for (wchar_t ch : text) {
-        AppendUtf8(out, static_cast<char32_t>(ch));
-    }
+    ForEachCodePoint(text, [&out](char32_t c) { AppendUtf8(out, c); });
     return out;
 }
 
 std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
     std::vector<BYTE> out;
     out.reserve(text.size() * 2);
-    auto unit = [&out](uint32_t u) {
-        out.push_back(static_cast<BYTE>(u & 0xFF));
-        out.push_back(static_cast<BYTE>(u >> 8));
-    };
-    for (wchar_t ch : text) {
-        const auto c = static_cast<uint32_t>(ch);
-        if (c >= 0x10000 && c <= 0x10FFFF) {
-            unit(0xD800 + ((c - 0x10000) >> 10));
-            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
-        } else {
-            unit(c <= 0xFFFF ? c : 0xFFFD);
-        }
-    }
+    ForEachUtf16Unit(text, [&out](char16_t unit) {
+        out.push_back(static_cast<BYTE>(unit & 0xFF));
+        out.push_back(static_cast<BYTE>(unit >> 8));
+    });
     return out;
 }
 
 std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count) {
     std::wstring out;
     out.reserve(count / 2 + 1);
+    auto unitAt = [bytes](size_t i) {
+        return bytes[i] | (static_cast<uint32_t>(bytes[i + 1]) << 8);
+    };
     size_t i = 0;
     for (; i + 1 < count; i += 2) {
-        const uint32_t u = bytes[i] | (static_cast<uint32_t>(bytes[i + 1]) << 8);
-        const bool high = u >= 0xD800 && u <= 0xDBFF;
-        if (high && i + 3 < count) {
-            const uint32_t next = bytes[i + 2] | (static_cast<uint32_t>(bytes[i + 3]) << 8);
-            if (next >= 0xDC00 && next <= 0xDFFF) {
-                out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (next - 0xDC00));
-                i += 2;
-                continue;
-            }
+        const uint32_t unit = unitAt(i);
+        if (IsHighSurrogate(unit) && i + 3 < count && IsLowSurrogate(unitAt(i + 2))) {
+            AppendCodePoint(out, JoinSurrogates(unit, unitAt(i + 2)));
+            i += 2;
+        } else {
+            out += static_cast<wchar_t>(unit);
         }
-        out += static_cast<wchar_t>(u);
     }
     if (i < count) {
         out += static_cast<wchar_t>(bytes[i]);  // a dangling odd byte

@@ -370,7 +370,8 @@ class KORVAN_API CString {
     friend bool operator==(const CString& a, const wchar_t* b) { return a.Compare(b) == 0; }
     friend bool operator!=(const CString& a, const CString& b) { return !(a == b); }
     friend bool operator!=(const CString& a, const wchar_t* b) { return !(a == b); }
-    friend bool operator<(const CString& a, const CString& b) { return a.m_text < b.m_text; }
+    // By code point, as Compare orders.
+    friend KORVAN_API bool operator<(const CString& a, const CString& b);
 
   private:
     std::wstring m_text;

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "platform/process_locale.h"
+#include "platform/posix/process_locale.h"
 
 namespace korvan {
 

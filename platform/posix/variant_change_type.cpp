@@ -1,16 +1,18 @@
+// VariantChangeType: conversions between the variant types the library uses.
 #include <korvan/platform.h>
 
 #include <cstring>
 #include <string>
 #include <string_view>
 
-#include "platform/date_format.h"
-#include "platform/number_format.h"
-#include "platform/number_parse.h"
-#include "platform/process_locale.h"
+#include "platform/posix/bstr.h"
+#include "platform/posix/date_format.h"
+#include "platform/posix/number_format.h"
+#include "platform/posix/number_parse.h"
+#include "platform/posix/process_locale.h"
+#include "platform/posix/variant_number.h"
+#include "platform/posix/variant_types.h"
 #include "platform/unicode.h"
-#include "platform/variant_number.h"
-#include "platform/variant_types.h"
 
 namespace korvan {
 namespace {
@@ -29,10 +31,9 @@ HRESULT MakeBstr(std::wstring_view text, BSTR& out) {
 }
 
 // A text becomes the bytes of its UTF-16LE form, as on Windows where they are
-// the very bytes of the BSTR.
+// the very bytes of the BSTR, and bytes become the text they spell.
 HRESULT ArrayFromBstr(BSTR text, SAFEARRAY*& out) {
-    const std::vector<BYTE> bytes =
-        EncodeUtf16LE(std::wstring_view(text ? text : L"", SysStringLen(text)));
+    const std::vector<BYTE> bytes = BytesOfBstr(text);
     out = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
     if (!out) {
         return E_OUTOFMEMORY;
@@ -47,8 +48,9 @@ HRESULT BstrFromArray(SAFEARRAY* array, BSTR& out) {
     if (SafeArrayGetDim(array) != 1 || SafeArrayGetElemsize(array) != 1) {
         return E_INVALIDARG;
     }
-    return MakeBstr(
-        DecodeUtf16LE(static_cast<const BYTE*>(array->pvData), array->rgsabound[0].cElements), out);
+    out =
+        AllocBstrFromBytes(static_cast<const BYTE*>(array->pvData), array->rgsabound[0].cElements);
+    return out ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT CoerceArray(const VARIANT& src, VARTYPE vt, VARIANT& result) {

@@ -1,4 +1,4 @@
-#include "platform/process_locale.h"
+#include "platform/posix/process_locale.h"
 
 #include <korvan/platform.h>
 

@@ -1,14 +1,15 @@
-#include "platform/date_format.h"
+#include "platform/posix/date_format.h"
 
 #include <cmath>
 
+#include "platform/posix/variant_number.h"
 #include "platform/unicode.h"
-#include "platform/variant_number.h"
 
 namespace korvan {
 namespace {
 
 constexpr long kSecondsPerDay = 86400;
+constexpr double kDayNudge = 1e-11;
 
 struct CivilDate {
     long year;
@@ -152,6 +153,25 @@ bool ReadTime(DateReader& reader, long& seconds) {
     return true;
 }
 
+// The time of day in whole seconds, as the system reckons it: 1e-11 of a day
+// (under a microsecond) is added before hours, minutes and seconds are taken
+// one after the other, so that a time at half a second, which a double holds
+// a hair below or above the half, rounds up.
+long SecondsOfDay(double fraction) {
+    double time = fraction + kDayNudge;
+    if (time >= 1.0) {
+        time -= kDayNudge;
+    }
+    time *= 24.0;
+    const auto hour = static_cast<long>(time);
+    time = (time - static_cast<double>(hour)) * 60.0;
+    const auto minute = static_cast<long>(time);
+    time = (time - static_cast<double>(minute)) * 60.0;
+    const auto second = static_cast<long>(time);
+    time -= static_cast<double>(second);
+    return hour * 3600 + minute * 60 + second + (time > 0.5 ? 1 : 0);
+}
+
 }  // namespace
 
 HRESULT FormatDate(DATE value, std::wstring& out) {
@@ -160,9 +180,7 @@ HRESULT FormatDate(DATE value, std::wstring& out) {
     }
     const double whole = std::trunc(value);
     const double fraction = std::fabs(value - whole);
-    const double exactSeconds = fraction * kSecondsPerDay;
-    long seconds = static_cast<long>(exactSeconds);
-    seconds += exactSeconds - static_cast<double>(seconds) > 0.5 ? 1 : 0;
+    long seconds = SecondsOfDay(fraction);
     long days = static_cast<long>(whole);
     if (seconds == kSecondsPerDay) {
         seconds = 0;

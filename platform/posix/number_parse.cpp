@@ -1,12 +1,12 @@
-#include "platform/number_parse.h"
+#include "platform/posix/number_parse.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 
+#include "platform/posix/variant_number.h"
 #include "platform/unicode.h"
-#include "platform/variant_number.h"
 
 namespace korvan {
 namespace {

@@ -1,6 +1,8 @@
+// VARIANT lifetime: initialising, clearing and deep copies.
 #include <korvan/platform.h>
 
-#include "platform/variant_types.h"
+#include "platform/posix/bstr.h"
+#include "platform/posix/variant_types.h"
 
 namespace korvan {
 
@@ -67,7 +69,8 @@ HRESULT VariantCopy(VARIANTARG* pvargDest, const VARIANTARG* pvargSrc) {
     VARIANT copy = *pvargSrc;
     if (copy.vt == VT_BSTR) {
         // A null BSTR is copied as an allocated empty one.
-        copy.bstrVal = SysAllocStringLen(pvargSrc->bstrVal, SysStringLen(pvargSrc->bstrVal));
+        copy.bstrVal =
+            pvargSrc->bstrVal ? korvan::CopyBstr(pvargSrc->bstrVal) : SysAllocStringLen(nullptr, 0);
         hr = copy.bstrVal ? S_OK : E_OUTOFMEMORY;
     } else if (copy.vt == korvan::kByteArray) {
         hr = SafeArrayCopy(pvargSrc->parray, &copy.parray);

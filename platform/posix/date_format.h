@@ -10,7 +10,7 @@ namespace korvan {
 
 // "1/2/1900 8:09:36 AM"; only the time when the day part is 0 ("6:00:00 AM"),
 // only the date when there is no time of day ("12/30/1900"). The time is
-// rounded to the nearest second. A negative value counts whole days back
+// rounded to the nearest second, half a second up. A negative value counts whole days back
 // from 30 December 1899 and its fraction is a time of day (-1.25 is 29
 // December 1899, 6:00 AM). E_INVALIDARG outside the years 100 to 9999.
 HRESULT FormatDate(DATE value, std::wstring& out);
