@@ -1,6 +1,7 @@
 #include "platform/posix/date_format.h"
 
 #include <cmath>
+#include <utility>
 
 #include "platform/posix/variant_number.h"
 #include "platform/unicode.h"
@@ -98,11 +99,19 @@ class DateReader {
         }
         return true;
     }
-    // 'A' for AM, 'P' for PM, 0 when there is no marker.
+    // 'A' for AM, 'P' for PM ("AM", "PM", or a bare "A" or "P" that ends the
+    // word), 0 when there is no marker.
     wchar_t Meridiem() {
         const wchar_t first = ToUpperSimple(m_at[0]);
-        if ((first == L'A' || first == L'P') && ToUpperSimple(m_at[1]) == L'M') {
+        if (first != L'A' && first != L'P') {
+            return L'\0';
+        }
+        if (ToUpperSimple(m_at[1]) == L'M') {
             m_at += 2;
+            return first;
+        }
+        if (m_at[1] == L'\0' || IsWhiteSpace(m_at[1])) {
+            m_at += 1;
             return first;
         }
         return L'\0';
@@ -121,9 +130,15 @@ bool ReadDate(DateReader& reader, long& days) {
         return false;
     }
     year += year < 50 ? 2000 : (year < 100 ? 1900 : 0);
-    if (year < 100 || year > 9999 ||
-        !IsValidDay(year, static_cast<unsigned>(month), static_cast<unsigned>(day))) {
+    if (year < 100 || year > 9999) {
         return false;
+    }
+    // Month first, as en-US writes it; else day first, when that makes a date.
+    if (!IsValidDay(year, static_cast<unsigned>(month), static_cast<unsigned>(day))) {
+        std::swap(month, day);
+        if (!IsValidDay(year, static_cast<unsigned>(month), static_cast<unsigned>(day))) {
+            return false;
+        }
     }
     days = DaysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) - kEpoch;
     return true;

@@ -15,7 +15,8 @@ namespace korvan {
 // December 1899, 6:00 AM). E_INVALIDARG outside the years 100 to 9999.
 HRESULT FormatDate(DATE value, std::wstring& out);
 
-// Reads "M/D/Y", "h:mm" or "h:mm:ss" with an optional "AM"/"PM", or a date
+// Reads "M/D/Y" ("D/M/Y" where only that is a date), "h:mm" or "h:mm:ss" with
+// an optional "AM"/"PM" (or "A"/"P"), or a date
 // and a time separated by blanks. Two-digit years 0-49 are 2000-2049 and
 // 50-99 are 1950-1999. DISP_E_TYPEMISMATCH for anything else or an invalid
 // date or time.

@@ -33,6 +33,18 @@ bool IsSupportedVarType(VARTYPE vt) {
     }
 }
 
+bool IsValidVarType(VARTYPE vt) {
+    const VARTYPE base = vt & VT_TYPEMASK;
+    const VARTYPE extra = vt & ~VT_TYPEMASK;
+    if (extra & (VT_VECTOR | VT_RESERVED)) {
+        return false;
+    }
+    if ((extra & (VT_BYREF | VT_ARRAY)) && base <= VT_NULL) {
+        return false;
+    }
+    return (base < VT_VOID && base != 15) || base == VT_RECORD || base == VT_CLSID;
+}
+
 }  // namespace korvan
 
 void VariantInit(VARIANTARG* pvarg) {

@@ -17,6 +17,13 @@
 namespace korvan {
 namespace {
 
+// Currency and decimal values, which Windows converts, have nothing behind
+// them here: they stay refused as bad types.
+bool HasNoValues(VARTYPE vt) {
+    const VARTYPE base = vt & VT_TYPEMASK;
+    return base == VT_CY || base == VT_DECIMAL;
+}
+
 // VT_INT and VT_UINT convert as VT_I4 and VT_UI4.
 VARTYPE Canonical(VARTYPE vt) {
     if (vt == VT_INT) {
@@ -231,8 +238,12 @@ HRESULT VariantChangeType(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, USHO
 // Every locale identifier stands for the process's C locale here.
 HRESULT VariantChangeTypeEx(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, LCID /*lcid*/,
                             USHORT wFlags, VARTYPE vt) {
-    if (!korvan::IsSupportedVarType(pvarSrc->vt) || !korvan::IsSupportedVarType(vt)) {
+    if (!korvan::IsValidVarType(pvarSrc->vt) || !korvan::IsValidVarType(vt)) {
         return DISP_E_BADVARTYPE;
+    }
+    if (!korvan::IsSupportedVarType(pvarSrc->vt) || !korvan::IsSupportedVarType(vt)) {
+        return korvan::HasNoValues(pvarSrc->vt) || korvan::HasNoValues(vt) ? DISP_E_BADVARTYPE
+                                                                           : DISP_E_TYPEMISMATCH;
     }
     // The result is made apart, so that a failure leaves the destination
     // alone and an in-place conversion reads the source to the end.

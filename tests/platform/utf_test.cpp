@@ -40,7 +40,14 @@ TEST(Utf8Test, EncodingRoundTripsAndReplacesInvalidCodePoints) {
     ASSERT_TRUE(korvan::DecodeUtf8(korvan::EncodeUtf8(text), back));
     EXPECT_EQ(back, text);
     EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
-    EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0x110000))), "\xEF\xBF\xBD");
+    // A reversed pair is two lone surrogates.
+    EXPECT_EQ(korvan::EncodeUtf8(
+                  std::wstring{static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xD83D)}),
+              "\xEF\xBF\xBD\xEF\xBF\xBD");
+    if (WCHAR_MAX > 0xFFFF) {  // a 32-bit wchar_t holds values beyond Unicode
+        EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0x110000))),
+                  "\xEF\xBF\xBD");
+    }
 }
 
 TEST(Utf16Test, BytesAreThoseWindowsWouldGive) {

@@ -118,6 +118,10 @@ TEST(VariantChangeType, NumbersToNumbers) {
         EXPECT_EQ(Convert(CComVariant(halves[i]), VT_I2), toI2[i]);
         EXPECT_EQ(Convert(CComVariant(halves[i]), VT_UI1), toUI1[i]);
     }
+    if (!variant_test::UnderWine()) {
+        // Wine's range check lets NaN through to the rounding.
+        EXPECT_EQ(Convert(CComVariant(nan), VT_I4), "OV");
+    }
     ExpectConversions({
         // Accepted ranges of reals, before rounding.
         {255.5, VT_UI1, "OV"},
@@ -125,7 +129,6 @@ TEST(VariantChangeType, NumbersToNumbers) {
         {-32768.5, VT_I2, "-32768"},
         {32767.5, VT_I2, "OV"},
         {2147483647.5, VT_I4, "OV"},
-        {nan, VT_I4, "OV"},
         {1e39, VT_R4, "OV"},
         // Integers: range checks.
         {32768L, VT_I2, "OV"},
@@ -177,8 +180,9 @@ TEST(VariantChangeType, EmptyNullErrorBytesAndInvalidTypes) {
         }
     }
 
-    const VARTYPE invalid[] = {VT_VOID,          VT_HRESULT,       VT_LPSTR, 15,         0xFF,
-                               VT_I4 | VT_BYREF, VT_ARRAY | VT_I4, VT_CY,    VT_DISPATCH};
+    // Types Windows does not take at all, and types it takes but cannot
+    // convert to.
+    const VARTYPE invalid[] = {VT_VOID, VT_HRESULT, VT_LPSTR, 15, 0xFF, VT_ARRAY | VT_NULL};
     for (VARTYPE vt : invalid) {
         SCOPED_TRACE(vt);
         EXPECT_EQ(Convert(CComVariant(1L), vt), "BAD");
@@ -189,6 +193,10 @@ TEST(VariantChangeType, EmptyNullErrorBytesAndInvalidTypes) {
         EXPECT_EQ(VariantChangeType(&out, &source, 0, VT_I4), DISP_E_BADVARTYPE);
         EXPECT_EQ(out.vt, VT_EMPTY);
     }
+    const VARTYPE unconvertible[] = {VT_I4 | VT_BYREF, VT_ARRAY | VT_I4, VT_DISPATCH, VT_UNKNOWN};
+    for (VARTYPE vt : unconvertible) {
+        EXPECT_EQ(Convert(CComVariant(1L), vt), "MM") << vt;
+    }
 }
 
 TEST(VariantChangeType, ValuesToText) {
@@ -196,9 +204,7 @@ TEST(VariantChangeType, ValuesToText) {
     // notation where the exponent form would not be shorter.
     ExpectAll<double>({{3.0, "3"},
                        {0.56789, "0.56789"},
-                       {5.6789e-11, "0.000000000056789"},
                        {5.6789e-12, "5.6789E-12"},
-                       {1e-14, "0.00000000000001"},
                        {1e-15, "1E-15"},
                        {999999999999999.0, "999999999999999"},
                        {1e15, "1E+15"},
@@ -212,6 +218,11 @@ TEST(VariantChangeType, ValuesToText) {
                        {4.9406564584124654e-324, "4.94065645841247E-324"},
                        {1.7976931348623157e308, "1.79769313486232E+308"}},
                       VT_BSTR);
+    if (!variant_test::UnderWine()) {
+        // Wine keeps the exponent form for these small numbers.
+        ExpectAll<double>({{5.6789e-11, "0.000000000056789"}, {1e-14, "0.00000000000001"}},
+                          VT_BSTR);
+    }
     ExpectConversions({
         {0.1f, VT_BSTR, "0.1"},
         {1e8f, VT_BSTR, "1E+08"},
@@ -281,9 +292,9 @@ TEST(VariantChangeType, TextToDate) {
          {L"12:59 AM", Shortest(59.0 / 1440).c_str()},
          {L"13:00 AM", Shortest(13.0 / 24).c_str()},
          {L"2/29/1900", "MM"},
-         {L"13/1/1970", "MM"},
+         {L"13/1/1970", "25581"},  // day first when month first is no date
          {L"1/1/10000", "MM"},
-         {L"12:30 P", "MM"},
+         {L"12:30 P", Shortest(12.5 / 24).c_str()},
          {L"25570", "MM"},
          {L"", "MM"}},
         VT_DATE);

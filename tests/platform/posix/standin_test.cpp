@@ -138,3 +138,26 @@ TEST(CaseTables, AgreeWithIcuForEveryCodePoint) {
 }
 
 }  // namespace
+
+namespace {
+
+// The stand-ins hold only what the library uses: currency and decimal values
+// (which Windows converts and compares) are refused as bad types, and arrays
+// are one-dimensional arrays of bytes.
+TEST(StandinScope, CurrencyDecimalAndOtherArraysAreRefused) {
+    CComVariant currency;
+    currency.vt = VT_CY;
+    currency.llVal = 10000;
+    const CComVariant one(1L);
+    EXPECT_EQ(VarCmp(&currency, &one, LOCALE_USER_DEFAULT, 0), DISP_E_BADVARTYPE);
+    EXPECT_EQ(Convert(one, VT_CY), "BAD");
+    EXPECT_EQ(Convert(one, VT_DECIMAL), "BAD");
+    currency.vt = VT_EMPTY;
+
+    SAFEARRAYBOUND two[2] = {{1, 0}, {1, 0}};
+    EXPECT_EQ(SafeArrayCreate(VT_UI1, 2, two), nullptr);
+    EXPECT_EQ(SafeArrayCreate(VT_I4, 1, two), nullptr);
+    EXPECT_EQ(SafeArrayCreateVector(VT_BSTR, 0, 1), nullptr);
+}
+
+}  // namespace
