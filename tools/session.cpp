@@ -2,6 +2,8 @@
 // its message log.
 #include "command.h"
 
+#include "platform/files.h"
+
 #include <unistd.h>
 
 #include <filesystem>
@@ -67,7 +69,20 @@ DbDatabase& Session::Open(const std::string& file) {
         throw ToolError(kExitUsage, "give either FILE or --example, not both");
     }
     m_file = file.empty() ? ExampleCatalogue() : file;
-    m_db = std::make_unique<DbDatabase>(CString(m_file.c_str()));
+    // Opened in two steps so that a refusal can be explained: the source
+    // knows which file it tried (an .mdb name stands for the .xml beside it).
+    m_db = std::make_unique<DbDatabase>();
+    try {
+        m_db->GetSource()->SetFile(CString(m_file.c_str()), false);
+    } catch (DbException* e) {
+        std::string message = e->Message().ToUtf8();
+        e->Delete();
+        const korvan::FileStatus readable = korvan::CheckReadable(m_db->GetName());
+        if (!readable) {
+            message += ": " + readable.Reason().ToUtf8();
+        }
+        throw ToolError(kExitFailure, message);
+    }
     if (!m_db->IsOpen()) {
         throw ToolError(
             kExitFailure,
