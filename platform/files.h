@@ -135,6 +135,10 @@ class KORVAN_API ScopedFileSystem {
 // directory's path plus an entry's name is the entry's path.
 KORVAN_API CString DirectoryOf(const CString& path);
 
+// Whether the process's standard error is a terminal (the tool shows
+// progress there only then).
+KORVAN_API bool StandardErrorIsTerminal();
+
 // The whole content of a regular file. A file that grows while it is read
 // is refused, so the read is bounded by the size the file had.
 KORVAN_API FileStatus ReadWholeFile(const CString& path, std::string& bytes);

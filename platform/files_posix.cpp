@@ -1,5 +1,6 @@
-// The file system primitives on POSIX systems: file descriptors, fsync of
-// files and directories, rename, and process liveness through kill(pid, 0).
+// The file system primitives on POSIX systems (file descriptors, fsync of
+// files and directories, rename, process liveness through kill(pid, 0)),
+// the directory part of a path, and whether standard error is a terminal.
 #include "platform/files.h"
 
 #include <dirent.h>
@@ -282,6 +283,10 @@ class PosixFileSystem : public FileSystem {
 FileSystem& SystemFiles() {
     static PosixFileSystem files;
     return files;
+}
+
+bool StandardErrorIsTerminal() {
+    return isatty(STDERR_FILENO) != 0;
 }
 
 CString DirectoryOf(const CString& path) {

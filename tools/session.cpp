@@ -4,8 +4,6 @@
 
 #include "platform/files.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <iostream>
 
@@ -90,7 +88,7 @@ DbDatabase& Session::Open(const std::string& file) {
     }
     // Table by table reading lets LoadTables report where it is; it has to be
     // chosen before anything is read.
-    m_progress = isatty(STDERR_FILENO) != 0;
+    m_progress = korvan::StandardErrorIsTerminal();
     if (m_progress) {
         m_db->GetSource()->SetSequentialAccess(true);
     }
