@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/display_width.h"
 #include "platform/utf.h"
 
 namespace {
@@ -104,6 +105,16 @@ TEST(Utf8CheckTest, AgreesWithStrictDecodingAtEveryOffset) {
         }
     }
     EXPECT_TRUE(korvan::IsValidUtf8(""));
+}
+
+// Columns on a terminal: wide characters two (beyond U+FFFF too, whatever
+// the width of wchar_t), combining marks none.
+TEST(DisplayWidthTest, WideAndCombiningCharacters) {
+    EXPECT_EQ(korvan::DisplayWidth(L"HEA 100"), 7u);
+    EXPECT_EQ(korvan::DisplayWidth(L"\u6F22\u5B57a"), 5u);
+    EXPECT_EQ(korvan::DisplayWidth(L"e\u0301"), 1u);
+    EXPECT_EQ(korvan::DisplayWidth(L"\U0001F600\U00020000"), 4u);
+    EXPECT_EQ(korvan::DisplayWidth(L"\uFF21"), 2u);
 }
 
 }  // namespace

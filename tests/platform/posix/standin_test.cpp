@@ -7,9 +7,11 @@
 
 #include <clocale>
 #include <cstdint>
+#include <cwchar>
 #include <string>
 #include <vector>
 
+#include "platform/display_width.h"
 #include "platform/posix/icu_collator.h"
 #include "platform/posix/number_format.h"
 #include "platform/posix/number_parse.h"
@@ -158,6 +160,29 @@ TEST(StandinScope, CurrencyDecimalAndOtherArraysAreRefused) {
     EXPECT_EQ(SafeArrayCreate(VT_UI1, 2, two), nullptr);
     EXPECT_EQ(SafeArrayCreate(VT_I4, 1, two), nullptr);
     EXPECT_EQ(SafeArrayCreateVector(VT_BSTR, 0, 1), nullptr);
+}
+
+}  // namespace
+
+namespace {
+
+// The library's table of display widths gives the C library's wcwidth for
+// every code point (a character it cannot print counts one column).
+TEST(DisplayWidth, AgreesWithTheCLibraryForEveryCodePoint) {
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    int mismatches = 0;
+    for (wchar_t c = 0; c <= 0x10FFFF; ++c) {
+        if (c >= 0xD800 && c <= 0xDFFF) {
+            continue;
+        }
+        const int width = wcwidth(c);
+        const size_t expected = width < 0 ? 1 : static_cast<size_t>(width);
+        if (korvan::DisplayWidth(std::wstring(1, c)) != expected && ++mismatches <= 5) {
+            ADD_FAILURE() << "U+" << std::hex << static_cast<uint32_t>(c);
+        }
+    }
+    std::setlocale(LC_CTYPE, "C");
+    EXPECT_EQ(mismatches, 0);
 }
 
 }  // namespace
