@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "query_tables.h"
+#include "tests/patterns.h"
 
 namespace {
 
@@ -102,9 +103,9 @@ TEST_F(QueryTest, NamesAndPassThrough) {
     const CString expected = StringBuilder(L"Query_%d", DbDatabase::m_queriesCount);
     EXPECT_TRUE(db.Query(L"select a, b from t", name));
     EXPECT_EQ(name, expected);
-    EXPECT_THAT(
-        TakeLog(db).back(),
-        ::testing::MatchesRegex("Query 'Query_[0-9]+' processed in [0-9]+\\.[0-9]{4} \\[s\\]"));
+    EXPECT_THAT(TakeLog(db).back(),
+                test_patterns::MatchesPattern(
+                    "Query 'Query_[0-9]+' processed in [0-9]+\\.[0-9]{4} \\[s\\]"));
     EXPECT_EQ(DbDatabase::m_queriesCount, count + 8);
 }
 
