@@ -152,6 +152,24 @@ class WindowsWritableFile : public WritableFile {
     Handle m_handle;
 };
 
+// The full path of path ("C:\\data\\x" for "\\data\\x" on drive C:); path
+// itself should the system not make one.
+CString FullPath(const CString& path) {
+    std::wstring full(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFullPathNameW(path, static_cast<DWORD>(full.size()), full.data(), nullptr);
+        if (length == 0) {
+            return path;
+        }
+        if (length < full.size()) {
+            full.resize(length);
+            return CString(full);
+        }
+        full.resize(length);
+    }
+}
+
 // The identity of the file at path, links followed.
 bool FileIdentity(const CString& path, BY_HANDLE_FILE_INFORMATION& info) {
     const Handle handle(CreateFileW(path, 0, kShareAll, nullptr, OPEN_EXISTING,
@@ -221,10 +239,13 @@ class WindowsFileSystem : public FileSystem {
 
     // Over an existing file ReplaceFileW, which keeps that file's attributes
     // and access rights; to a new name MoveFileExW. Both write through, so
-    // the rename is on the disk when they return.
+    // the rename is on the disk when they return. ReplaceFileW is given full
+    // paths (Wine's takes no path that starts at the root of the current
+    // drive).
     FileStatus Rename(const CString& from, const CString& to) override {
         if (GetFileAttributesW(to) != INVALID_FILE_ATTRIBUTES) {
-            if (ReplaceFileW(to, from, nullptr, REPLACEFILE_WRITE_THROUGH, nullptr, nullptr)) {
+            if (ReplaceFileW(FullPath(to), FullPath(from), nullptr, REPLACEFILE_WRITE_THROUGH,
+                             nullptr, nullptr)) {
                 return FileStatus();
             }
             const DWORD error = GetLastError();
