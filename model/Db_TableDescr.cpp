@@ -1,17 +1,13 @@
+// DbTableDescr: a table's fields, indexes and filters, with the lookup of
+// fields by name and the "field" elements of its structure.
 #include <korvan/database.h>
 #include <korvan/model.h>
 
-#include "platform/unicode.h"
+#include "model/Db_NameKey.h"
 
 #include <memory>
 
-namespace {
-
-CString Lower(const CString& name) {
-    return CString(korvan::ToLower(name.str()));
-}
-
-}  // namespace
+using korvan::NameKey;
 
 DbTableDescr::DbIndex::DbIndex(const CString& name) : m_name(name) {}
 
@@ -84,7 +80,7 @@ bool DbTableDescr::CreateIndex(CString name, DbIndex* index) {
     if (name.IsEmpty() || !CheckIndexFields(index)) {
         return false;
     }
-    const CString key = Lower(name);
+    const CString key = NameKey(name);
     if (m_indexes.count(key)) {
         // Deliberate: creating an existing index succeeds and keeps the first.
         delete index;
@@ -98,7 +94,7 @@ bool DbTableDescr::CreateIndex(CString name, DbIndex* index) {
 }
 
 bool DbTableDescr::DeleteIndex(CString name) {
-    const auto it = m_indexes.find(Lower(name));
+    const auto it = m_indexes.find(NameKey(name));
     if (it == m_indexes.end()) {
         return false;
     }
@@ -176,7 +172,7 @@ int DbTableDescr::GetFieldIndex(const CString& name) const {
         if (m_nameMapDirty) {
             RebuildNameMap();
         }
-        const auto it = m_nameMap.find(Lower(name));
+        const auto it = m_nameMap.find(NameKey(name));
         return it == m_nameMap.end() ? -1 : it->second;
     } catch (...) {
         return -1;
@@ -212,7 +208,7 @@ DbFieldDescr& DbTableDescr::operator[](uint64_t i) {
 }
 
 DbTableDescr::DbIndex* DbTableDescr::FindIndex(const CString& name) {
-    const auto it = m_indexes.find(Lower(name));
+    const auto it = m_indexes.find(NameKey(name));
     return it == m_indexes.end() ? nullptr : it->second;
 }
 
@@ -233,7 +229,7 @@ void DbTableDescr::RebuildNameMap() const {
     m_nameMap.reserve(m_fields.size());
     for (size_t i = 0; i < m_fields.size(); ++i) {
         // A name that occurs twice keeps its first position.
-        m_nameMap.emplace(Lower(m_fields[i]->GetName()), static_cast<int>(i));
+        m_nameMap.emplace(NameKey(m_fields[i]->GetName()), static_cast<int>(i));
     }
     m_nameMapDirty = false;
 }

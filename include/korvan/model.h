@@ -198,11 +198,16 @@ class KORVAN_API DbFieldDescr : public DbFieldValue {
     DbFieldDescr();
     DbFieldDescr(DbItem* parent, int index);
     DbFieldDescr(const DbFieldDescr& other);
+    // Copies name, flags, default value and conversion; index and tree links
+    // stay.
+    DbFieldDescr& operator=(const DbFieldDescr& other);
 
     static VARTYPE FieldTypeToVariantType(eFieldType type);
     static eFieldType VariantTypeToFieldType(VARTYPE vt);
     // DAO codes: 3 integer, 4 long, 7 double, 10 text; others unknown.
     static eFieldType DbTypeToFieldType(short dbType);
+    // True for the integer, long, float and double types.
+    static bool IsNumericType(eFieldType type);
 
     eFieldType GetDbType() const;
     void SetDbType(eFieldType type);
