@@ -23,6 +23,45 @@ void DbTableDescr::DbIndex::AddField(CString name) {
 
 DbTableDescr::DbTableDescr(DbDatabase* db) : DbItem(db), m_database(db), m_nameMapDirty(true) {}
 
+DbTableDescr::DbTableDescr(const DbTableDescr& other)
+    : DbXmlSerializable(other), DbItem(other), m_database(other.m_database), m_nameMapDirty(true) {
+    // The item copy listed other's fields; this copy's children are its own.
+    ReleaseChildren();
+    try {
+        CopyParts(other);
+    } catch (...) {
+        DbTableDescr::Clear();
+        throw;
+    }
+}
+
+DbTableDescr& DbTableDescr::operator=(const DbTableDescr& other) {
+    if (this != &other) {
+        DbTableDescr::Clear();
+        CopyStamps(*this, other);
+        CopyParts(other);
+    }
+    return *this;
+}
+
+void DbTableDescr::CopyParts(const DbTableDescr& other) {
+    ReserveChildren(other.m_fields.size());
+    m_fields.reserve(other.m_fields.size());
+    for (const DbFieldDescr* field : other.m_fields) {
+        m_fields.push_back(new DbFieldDescr(this, field->GetIndex()));
+        *m_fields.back() = *field;
+        CopyStamps(*m_fields.back(), *field);
+    }
+    m_nameMapDirty = true;
+    for (const auto& [key, index] : other.m_indexes) {
+        m_indexes.emplace(key, new DbIndex(*index));
+    }
+    m_filters.reserve(other.m_filters.size());
+    for (const DbFilter* filter : other.m_filters) {
+        m_filters.push_back(new DbFilter(*filter));
+    }
+}
+
 DbTableDescr::~DbTableDescr() {
     DbTableDescr::Clear();
 }
