@@ -79,6 +79,35 @@ TEST_F(QueryTest, AnswersFollowTheRules) {
     }
 }
 
+// Whatever step a query fails at, the filters its analysis attached go with
+// it: none is left to be evaluated on the rows of later queries, which would
+// read cells by the positions of fields that may no longer exist.
+TEST_F(QueryTest, FailedQueriesLeaveNoFilterBehind) {
+    const wchar_t* failing[] = {
+        L"select a from t where c > 1 and nope = 2",  // the analysis fails late
+        L"select zz from t where c > 1",              // a field the table lacks
+        L"select a from t where (c > 1 or b = 'x'",   // brackets out of balance
+        L"select a from t where c > 1 and c <",       // an unfinished condition
+    };
+    for (const wchar_t* sql : failing) {
+        SCOPED_TRACE(CString(sql).ToUtf8());
+        CString name;
+        EXPECT_FALSE(db.Query(sql, name));
+        EXPECT_TRUE(table->descr->GetFilters().empty());
+    }
+    // Filters that an analysis without execution left stay until the next
+    // query over the table has run, successful or not.
+    ASSERT_TRUE(db.VerifySQL(L"select a from t where c > 1"));
+    CString name;
+    EXPECT_FALSE(db.Query(L"select a from t where (a > 1", name));
+    EXPECT_TRUE(table->descr->GetFilters().empty());
+
+    ASSERT_TRUE(table->descr->DeleteField(L"c"));
+    ASSERT_TRUE(db.Query(L"select a from t where b = 'x' and a < 3", name));
+    EXPECT_EQ(Cells(db.GetTableData(name)), (Rows{{"1"}, {"1"}}));
+    EXPECT_TRUE(table->descr->GetFilters().empty());
+}
+
 TEST_F(QueryTest, NamesAndPassThrough) {
     CString name;
     const LONG count = DbDatabase::m_queriesCount;
