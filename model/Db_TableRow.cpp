@@ -62,15 +62,19 @@ void DbTableRow::DestroyCells() {
     m_cellBlockSize = 0;
 }
 
+void DbTableRow::AllocateCells(size_t count) {
+    ReserveChildren(count);
+    m_fields.reserve(count);
+    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
+    m_cellBlockSize = count;
+}
+
 void DbTableRow::CopyCells(const DbTableRow& other) {
     const size_t count = other.m_fields.size();
     if (count == 0) {
         return;
     }
-    ReserveChildren(count);
-    m_fields.reserve(count);
-    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
-    m_cellBlockSize = count;
+    AllocateCells(count);
     for (size_t i = 0; i < count; ++i) {
         const DbFieldValue& from = *other.m_fields[i];
         m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, from.GetIndex()));
@@ -84,10 +88,7 @@ void DbTableRow::CreateCells(bool withDefaults) {
     if (count == 0) {
         return;
     }
-    ReserveChildren(count);
-    m_fields.reserve(count);
-    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
-    m_cellBlockSize = count;
+    AllocateCells(count);
     for (size_t i = 0; i < count; ++i) {
         m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, static_cast<int>(i)));
         if (withDefaults) {

@@ -425,6 +425,8 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
 
     // The position of the named field's cell; -1 when there is none.
     int FindCell(const CString& field) const;
+    // Room for count cells in one allocation, and in the child list.
+    void AllocateCells(size_t count);
     // Makes one cell per field of the descriptor, all in one allocation.
     void CreateCells(bool withDefaults);
     // Makes copies of other's cells, all in one allocation.

@@ -17,26 +17,7 @@ using querytest::Null;
 using querytest::TakeLog;
 using Rows = std::vector<std::vector<std::string>>;
 
-class QueryTest : public ::testing::Test {
-  protected:
-    QueryTest() {
-        db.Create(L"");  // no file: nothing is ever written
-        table = querytest::MakeTable(db, L"T",
-                                     {{L"a", DbFieldDescr::ftLong},
-                                      {L"b", DbFieldDescr::ftText},
-                                      {L"c", DbFieldDescr::ftDouble}},
-                                     {{CComVariant(3), CComVariant(L"x"), CComVariant(1.0)},
-                                      {CComVariant(1), CComVariant(L"X"), CComVariant(2.0)},
-                                      {CComVariant(2), CComVariant(L"y"), Null()},
-                                      {CComVariant(3), CComVariant(L"x"), CComVariant(4.0)},
-                                      {CComVariant(5), CComVariant(L"Y"), CComVariant(5.0)},
-                                      {CComVariant(1), CComVariant(L"x"), CComVariant(6.0)}});
-        TakeLog(db);
-    }
-
-    DbDatabase db;
-    DbTableInfo* table;
-};
+using QueryTest = querytest::SampleTableTest;
 
 TEST_F(QueryTest, AnswersFollowTheRules) {
     const struct {

@@ -17,26 +17,11 @@ namespace {
 using korvan::FilterScope;
 using korvan::TableCondition;
 using korvan::WhereClause;
-using querytest::Null;
 using querytest::TakeLog;
 using Positions = std::vector<uint64_t>;
 
-class WhereTest : public ::testing::Test {
+class WhereTest : public querytest::SampleTableTest {
   protected:
-    WhereTest() {
-        db.Create(L"");
-        table = querytest::MakeTable(db, L"T",
-                                     {{L"a", DbFieldDescr::ftLong},
-                                      {L"b", DbFieldDescr::ftText},
-                                      {L"c", DbFieldDescr::ftDouble}},
-                                     {{CComVariant(3), CComVariant(L"x"), CComVariant(1.0)},
-                                      {CComVariant(1), CComVariant(L"X"), CComVariant(2.0)},
-                                      {CComVariant(2), CComVariant(L"y"), Null()},
-                                      {CComVariant(3), CComVariant(L"x"), CComVariant(4.0)},
-                                      {CComVariant(5), CComVariant(L"Y"), CComVariant(5.0)}});
-        TakeLog(db);
-    }
-
     // The rows of data that condition matches, by position.
     static Positions Matching(TableCondition& condition, DbTableData& data) {
         Positions matching;
@@ -47,9 +32,6 @@ class WhereTest : public ::testing::Test {
         }
         return matching;
     }
-
-    DbDatabase db;
-    DbTableInfo* table;
 };
 
 TEST_F(WhereTest, ConditionTextsOnOneTable) {
@@ -60,7 +42,7 @@ TEST_F(WhereTest, ConditionTextsOnOneTable) {
         {L"a = 3", {0, 3}},
         // Lower-cased and spaced like a statement; NOT covers what follows.
         {L"NOT b = 'X' AND c>=2", {0, 2, 4}},
-        {L"c > 1 and (a < 2 or a > 4)", {1, 4}},
+        {L"c > 1 and (a < 2 or a > 4)", {1, 4, 5}},
         {L"b <> 'x'", {2, 4}},
     };
     for (const auto& c : cases) {
@@ -103,10 +85,10 @@ TEST_F(WhereTest, SelectionOverARangeWithALimit) {
     ASSERT_TRUE(db.AnalyzeSQL(L"select a from t where a >= 2", &params));
     WhereClause where(*table->descr, *params.clause);
     const DbRows& rows = *table->data->GetRows();
-    EXPECT_EQ(where.Select(rows, 0, 5, -1), (Positions{0, 2, 3, 4}));
+    EXPECT_EQ(where.Select(rows, 0, 6, -1), (Positions{0, 2, 3, 4}));
     EXPECT_EQ(where.Select(rows, 1, 4, -1), (Positions{2, 3}));
-    EXPECT_EQ(where.Select(rows, 0, 5, 2), (Positions{0, 2}));
-    EXPECT_EQ(where.Select(rows, 0, 5, 0), Positions{});
+    EXPECT_EQ(where.Select(rows, 0, 6, 2), (Positions{0, 2}));
+    EXPECT_EQ(where.Select(rows, 0, 6, 0), Positions{});
     EXPECT_EQ(where.Select(rows, 4, 4, -1), Positions{});
 
     // Release clears now; the guard still holds the descriptor and clears
