@@ -73,8 +73,8 @@ class KORVAN_API DbItem {
     // Makes room for count more children in one step.
     void ReserveChildren(size_t count);
     size_t GetChildCount() const { return m_children.size(); }
-    // Gives to the change stamps of from, leaving its links alone; owners
-    // use it when they copy their parts.
+    // Gives "to" the change stamps of "from"; the links of both stay as they
+    // are. Owners use it when they copy their parts.
     static void CopyStamps(DbItem& to, const DbItem& from);
 
   private:

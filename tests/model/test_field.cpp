@@ -1,3 +1,6 @@
+// Field descriptors and values: the field types and their mappings, text
+// conversions both ways with base64 for binary values, and the "field"
+// element.
 #include <korvan/model.h>
 
 #include "model/Db_Base64.h"

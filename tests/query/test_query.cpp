@@ -1,3 +1,6 @@
+// Query execution: answers with TOP, ORDER BY, DISTINCT and conditions,
+// pass-through and reuse of earlier answers, bound and copied rows, and the
+// filters a query leaves behind (none).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvan/database.h>
