@@ -196,35 +196,12 @@ CString& CString::Trim(const wchar_t* chars) {
     return TrimRight(chars).TrimLeft(chars);
 }
 
-namespace {
-
-// Ordinal order by code point, also where wchar_t holds UTF-16 (whose units
-// would put U+10000 before U+E000).
-int CompareCodePoints(std::wstring_view left, std::wstring_view right) {
-    korvan::CodePointReader a(left);
-    korvan::CodePointReader b(right);
-    for (;;) {
-        char32_t x = 0;
-        char32_t y = 0;
-        const bool moreA = a.Next(x);
-        const bool moreB = b.Next(y);
-        if (!moreA || !moreB) {
-            return moreA == moreB ? 0 : (moreA ? 1 : -1);
-        }
-        if (x != y) {
-            return x < y ? -1 : 1;
-        }
-    }
-}
-
-}  // namespace
-
 int CString::Compare(const wchar_t* other) const {
-    return CompareCodePoints(m_text, other ? other : L"");
+    return korvan::CompareCodePoints(m_text, other ? other : L"");
 }
 
 bool operator<(const CString& a, const CString& b) {
-    return CompareCodePoints(a.m_text, b.m_text) < 0;
+    return korvan::CompareCodePoints(a.m_text, b.m_text) < 0;
 }
 
 int CString::CompareNoCase(const wchar_t* other) const {

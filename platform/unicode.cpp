@@ -104,22 +104,7 @@ std::wstring FoldCase(std::wstring_view text) {
 }
 
 int CompareNoCase(std::wstring_view a, std::wstring_view b) {
-    CodePointReader left(a);
-    CodePointReader right(b);
-    for (;;) {
-        char32_t x = 0;
-        char32_t y = 0;
-        const bool moreLeft = left.Next(x);
-        const bool moreRight = right.Next(y);
-        if (!moreLeft || !moreRight) {
-            return moreLeft == moreRight ? 0 : (moreLeft ? 1 : -1);
-        }
-        x = Fold(x);
-        y = Fold(y);
-        if (x != y) {
-            return x < y ? -1 : 1;
-        }
-    }
+    return CompareCodePoints(a, b, Fold);
 }
 
 bool EqualNoCase(std::wstring_view a, std::wstring_view b) {

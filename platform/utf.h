@@ -63,6 +63,34 @@ void ForEachCodePoint(std::wstring_view text, Fn&& fn) {
     }
 }
 
+// <0, 0 or >0: the texts ordered code point by code point after map (the
+// identity when none is given), the shorter first when one begins the other.
+// By code point also where wchar_t holds UTF-16, whose units would put
+// U+10000 before U+E000.
+template <typename Map>
+int CompareCodePoints(std::wstring_view left, std::wstring_view right, Map&& map) {
+    CodePointReader a(left);
+    CodePointReader b(right);
+    for (;;) {
+        char32_t x = 0;
+        char32_t y = 0;
+        const bool moreA = a.Next(x);
+        const bool moreB = b.Next(y);
+        if (!moreA || !moreB) {
+            return moreA == moreB ? 0 : (moreA ? 1 : -1);
+        }
+        x = map(x);
+        y = map(y);
+        if (x != y) {
+            return x < y ? -1 : 1;
+        }
+    }
+}
+
+inline int CompareCodePoints(std::wstring_view left, std::wstring_view right) {
+    return CompareCodePoints(left, right, [](char32_t c) { return c; });
+}
+
 // Appends one code point as wide text: a surrogate pair for a character beyond
 // U+FFFF where wchar_t is 16 bits.
 inline void AppendCodePoint(std::wstring& out, char32_t c) {
