@@ -146,6 +146,7 @@ Connection::Connection(const CString& connect, bool readOnly)
     const CString dbms = InfoText(SQL_DBMS_NAME);
     m_mdbtools = dbms.CompareNoCase(L"MDBTOOLS") == 0;
     m_access = m_mdbtools || dbms.CompareNoCase(L"ACCESS") == 0;
+    m_sqlite = dbms.CompareNoCase(L"SQLite") == 0;
     const CString quote = InfoText(SQL_IDENTIFIER_QUOTE_CHAR);
     m_quote = quote.IsEmpty() || quote[0] == L' ' ? L'\0' : quote[0];
     SQLUSMALLINT value = 0;

@@ -31,6 +31,9 @@ class Connection {
     // mdbtools: numbers must be read as text (other C types give garbage with
     // SQL_SUCCESS), and it cannot write.
     bool IsMdbTools() const { return m_mdbtools; }
+    // SQLite's driver: a bound binary parameter keeps the length it had at
+    // the first execution after binding, also across the rows of an array.
+    bool LatchesBinaryLength() const { return m_sqlite; }
     // Access drivers: bracketed names and Access type names.
     bool IsAccess() const { return m_access; }
     // A name quoted as the driver wants it.
@@ -59,6 +62,7 @@ class Connection {
     bool m_connected = false;
     bool m_mdbtools = false;
     bool m_access = false;
+    bool m_sqlite = false;
     bool m_transactions = false;
     bool m_namesIgnoreCase = true;
     wchar_t m_quote = L'"';

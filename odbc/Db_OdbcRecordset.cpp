@@ -430,7 +430,12 @@ class DBACCESS_RECORDSET::Writer {
             StringBuilder(L"INSERT INTO %s (%s) VALUES (%s)", connection.Quote(table).GetString(),
                           names.GetString(), marks.GetString()),
             m_what);
-        m_batch = ArrayBinding() ? kBatchRows : 1;
+        // Binary values of different lengths need a binding of their own per
+        // row where the driver latches the length.
+        const bool binary = std::any_of(m_columns.begin(), m_columns.end(), [](const Column& c) {
+            return c.tag == DBACCESS_COLUMN::typeBinary;
+        });
+        m_batch = (binary && connection.LatchesBinaryLength()) || !ArrayBinding() ? 1 : kBatchRows;
     }
 
     void Add(const DBACCESS_RECORD& record) {
