@@ -104,6 +104,21 @@ std::string OdbcErrorOf(F&& f) {
     return "";
 }
 
+// Runs f, turning the library's exceptions into failures with their message
+// (GoogleTest can only say "unknown exception" for them).
+template <typename F>
+void Guarded(F&& f) {
+    try {
+        f();
+    } catch (CDBException* e) {
+        ADD_FAILURE() << "ODBC failure: " << e->m_strError.ToUtf8();
+        e->Delete();
+    } catch (DbException* e) {
+        ADD_FAILURE() << "failure: " << e->Message().ToUtf8();
+        e->Delete();
+    }
+}
+
 // A column's value as mdb-export would print it.
 inline std::string Text(const DBACCESS_COLUMN& column) {
     char buffer[64];
