@@ -3,6 +3,10 @@
 #include <korvan/model.h>
 #include <korvan/odbc.h>
 
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
 #include "odbc/Db_OdbcRecordset.h"
 
 using korvan::odbc::Connection;
@@ -17,6 +21,27 @@ namespace {
 
 constexpr unsigned long kDefaultOptions = DBACCESS::openReadOnly | DBACCESS::noOdbcDialog;
 
+// mdbtools' driver fails on a file that is missing or no Access database
+// without any diagnostic (its reason goes to standard error), so Access
+// files are recognised by their signature before the driver sees them.
+void CheckAccessFile(const wchar_t* path) {
+    const CString file(path);
+    std::ifstream in(std::filesystem::path(file.str()), std::ios::binary);
+    char head[20] = {};
+    const bool read = in && in.read(head, sizeof head).gcount() == sizeof head;
+    if (read && (std::memcmp(head + 4, "Standard Jet DB", 15) == 0 ||
+                 std::memcmp(head + 4, "Standard ACE DB", 15) == 0)) {
+        return;
+    }
+    throw new CDBException(
+        SQL_ERROR,
+        StringBuilder(L"Cannot open '%s' through the ODBC driver 'Microsoft Access Driver "
+                      L"(*.mdb)': %s",
+                      file.GetString(),
+                      !in ? L"the file cannot be read" : L"the file is no Access database"),
+        L"State:HY000,Native:0,Origin:");
+}
+
 }  // namespace
 
 DBACCESS::DBACCESS(const wchar_t* path) : DBACCESS(path, kDefaultOptions) {}
@@ -26,6 +51,9 @@ DBACCESS::DBACCESS(const wchar_t* path, unsigned long options)
 
 DBACCESS::DBACCESS(const wchar_t* path, unsigned long options, const wchar_t* connection)
     : m_connect(ConnectionText(path, connection)) {
+    if (connection == nullptr || CString(connection) == AccessConnection) {
+        CheckAccessFile(path);
+    }
     m_database = std::make_unique<Connection>(m_connect, (options & openReadOnly) != 0);
 }
 

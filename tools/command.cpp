@@ -27,7 +27,7 @@ std::vector<CommandEntry>& RegisteredCommands() {
 
 void AddFileArgument(CLI::App& app, std::string& file) {
     app.add_option("FILE", file,
-                   "database file (.xml; an .mdb name reads the .xml beside it); "
+                   "database file: .xml, or an Access .mdb file read through ODBC; "
                    "without it the bundled example catalogue");
 }
 

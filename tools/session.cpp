@@ -67,6 +67,9 @@ DbDatabase& Session::Open(const std::string& file) {
         throw ToolError(kExitUsage, "give either FILE or --example, not both");
     }
     m_file = file.empty() ? ExampleCatalogue() : file;
+    // The tool reads .mdb files themselves (through ODBC), never an .xml file
+    // beside them.
+    DbSource::ForceXML = false;
     m_db = std::make_unique<DbDatabase>(CString(m_file.c_str()));
     if (!m_db->IsOpen()) {
         throw ToolError(
