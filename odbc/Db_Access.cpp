@@ -215,8 +215,7 @@ bool DBACCESS::SetTableData(CString table, const DBACCESS_VECTOR& data) {
         const size_t rows = data.emptyTable ? 0 : data.size();
         for (size_t i = 0; i < rows; ++i) {
             target.AddNew();
-            target.SetData(data[i]);
-            target.Update();
+            target.Update(data[i]);
         }
         target.Close();
         if (transaction) {

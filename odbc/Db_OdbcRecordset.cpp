@@ -476,9 +476,9 @@ class DBACCESS_RECORDSET::Writer {
         size_t index;  // in the layout and in every record
         int tag;
         ParamType type;
-        std::vector<BYTE> fixed;                  // m_rows values of type.width bytes
-        std::vector<SQLLEN> lengths;              // byte counts, or SQL_NULL_DATA
-        std::vector<std::vector<BYTE>> variable;  // texts (UTF-16) and binary values
+        std::vector<BYTE> fixed;      // m_rows values of type.width bytes
+        std::vector<SQLLEN> lengths;  // byte counts, or SQL_NULL_DATA
+        std::vector<BYTE> variable;   // texts (UTF-16) and binary values, one after another
     };
 
     // Whether the driver takes parameter arrays: it must accept the array
@@ -505,7 +505,6 @@ class DBACCESS_RECORDSET::Writer {
         if (value == nullptr || value->IsNull()) {
             column.lengths.push_back(SQL_NULL_DATA);
             column.fixed.resize(column.fixed.size() + column.type.width);
-            column.variable.emplace_back();
             return;
         }
         const bool same = value->type == column.tag;
@@ -536,17 +535,17 @@ class DBACCESS_RECORDSET::Writer {
             }
             case DBACCESS_COLUMN::typeBinary: {
                 const CByteArray& data = value->binaryValue;
-                column.variable.emplace_back(data.GetData(), data.GetData() + data.GetSize());
-                column.lengths.push_back(same ? static_cast<SQLLEN>(data.GetSize()) : 0);
-                if (!same) {
-                    column.variable.back().clear();
-                }
+                const int64_t count = same ? data.GetSize() : 0;
+                column.variable.insert(column.variable.end(), data.GetData(),
+                                       data.GetData() + count);
+                column.lengths.push_back(static_cast<SQLLEN>(count));
                 return;
             }
             default: {
                 const std::u16string text = Wide(same ? value->stringValue : TextOf(*value));
                 const auto* units = reinterpret_cast<const BYTE*>(text.data());
-                column.variable.emplace_back(units, units + text.size() * sizeof(char16_t));
+                column.variable.insert(column.variable.end(), units,
+                                       units + text.size() * sizeof(char16_t));
                 column.lengths.push_back(static_cast<SQLLEN>(text.size() * sizeof(char16_t)));
                 return;
             }
@@ -564,16 +563,19 @@ class DBACCESS_RECORDSET::Writer {
         SQLULEN size = 0;
         if (column.type.width == 0) {
             size_t longest = 0;
-            for (const auto& value : column.variable) {
-                longest = std::max(longest, value.size());
+            for (SQLLEN length : column.lengths) {
+                longest = std::max(longest, static_cast<size_t>(std::max<SQLLEN>(length, 0)));
             }
             const size_t terminator = column.tag == DBACCESS_COLUMN::typeBinary ? 0 : 2;
             slot = static_cast<SQLLEN>(std::max<size_t>(longest + terminator, 2));
             // A text or binary column has no fixed values: its slots go there.
             column.fixed.assign(static_cast<size_t>(slot) * m_rows, 0);
+            size_t at = 0;
             for (size_t r = 0; r < m_rows; ++r) {
-                std::copy(column.variable[r].begin(), column.variable[r].end(),
-                          column.fixed.begin() + static_cast<std::ptrdiff_t>(r * slot));
+                const auto length = static_cast<size_t>(std::max<SQLLEN>(column.lengths[r], 0));
+                std::copy_n(column.variable.begin() + static_cast<std::ptrdiff_t>(at), length,
+                            column.fixed.begin() + static_cast<std::ptrdiff_t>(r * slot));
+                at += length;
             }
             data = column.fixed.data();
             size = std::max<SQLULEN>(
@@ -619,6 +621,10 @@ void DBACCESS_RECORDSET::AddNew(const CString& table) {
 
 void DBACCESS_RECORDSET::Update() {
     m_writer->Add(*this);
+}
+
+void DBACCESS_RECORDSET::Update(const DBACCESS_RECORD& record) {
+    m_writer->Add(record);
 }
 
 void DBACCESS_RECORDSET::Flush() {

@@ -99,6 +99,9 @@ class DBACCESS_RECORDSET : public CRecordset, public DBACCESS_RECORD {
     // the driver in batches; Flush (and Close) sends the rest.
     void AddNew(const CString& table);
     void Update();
+    // Update with record's values in place of this record's: the same row
+    // without copying record first.
+    void Update(const DBACCESS_RECORD& record);
     void Flush();
     void Close();
 
