@@ -2,6 +2,8 @@
 // type names, transactions) and statements without results.
 #include "odbc/Db_OdbcConnection.h"
 
+#include <algorithm>
+#include <string>
 #include <vector>
 
 #include "odbc/Db_OdbcStatement.h"
@@ -165,18 +167,18 @@ Connection::~Connection() {
     }
 }
 
-// Drivers differ in whether they count bytes or characters and whether they
-// terminate the text (mdbtools does neither reliably): the text ends at the
-// reported length or at its first zero, whichever comes first.
+// The ANSI form, into a zeroed buffer of our own: mdbtools does not
+// terminate what it writes, and the driver manager's wide form then reads
+// past the end of its own copy. The texts asked for are plain ASCII names.
 CString Connection::InfoText(SQLUSMALLINT info) {
-    SQLWCHAR text[256] = {};
+    char text[256] = {};
     SQLSMALLINT length = 0;
-    if (!SQL_SUCCEEDED(SQLGetInfoW(hdbc(), info, text, sizeof text - sizeof(SQLWCHAR), &length))) {
+    if (!SQL_SUCCEEDED(SQLGetInfo(hdbc(), info, text, sizeof text - 1, &length))) {
         return CString();
     }
-    const size_t units = std::min<size_t>(static_cast<size_t>(std::max<SQLSMALLINT>(length, 0)),
-                                          std::size(text) - 1);
-    return FromWide(text, units);
+    const size_t count =
+        std::min<size_t>(static_cast<size_t>(std::max<SQLSMALLINT>(length, 0)), sizeof text - 1);
+    return CString(std::string(text, std::find(text, text + count, '\0')).c_str());
 }
 
 CString Connection::Quote(const CString& name) const {
