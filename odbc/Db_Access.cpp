@@ -4,10 +4,10 @@
 #include <korvan/odbc.h>
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <memory>
 
 #include "odbc/Db_OdbcRecordset.h"
+#include "platform/files.h"
 
 using korvan::odbc::Connection;
 using korvan::odbc::CTables;
@@ -26,19 +26,24 @@ constexpr unsigned long kDefaultOptions = DBACCESS::openReadOnly | DBACCESS::noO
 // files are recognised by their signature before the driver sees them.
 void CheckAccessFile(const wchar_t* path) {
     const CString file(path);
-    std::ifstream in(std::filesystem::path(file.str()), std::ios::binary);
+    std::unique_ptr<korvan::ReadableFile> in;
+    korvan::FileStatus status = korvan::Files().OpenForReading(file, in);
     char head[20] = {};
-    const bool read = in && in.read(head, sizeof head).gcount() == sizeof head;
-    if (read && (std::memcmp(head + 4, "Standard Jet DB", 15) == 0 ||
-                 std::memcmp(head + 4, "Standard ACE DB", 15) == 0)) {
+    size_t count = 0;
+    if (status) {
+        status = in->Read(head, sizeof head, count);
+    }
+    if (status && count == sizeof head &&
+        (std::memcmp(head + 4, "Standard Jet DB", 15) == 0 ||
+         std::memcmp(head + 4, "Standard ACE DB", 15) == 0)) {
         return;
     }
+    const CString reason = !status ? status.Reason() : CString(L"the file is no Access database");
     throw new CDBException(
         SQL_ERROR,
         StringBuilder(L"Cannot open '%s' through the ODBC driver 'Microsoft Access Driver "
                       L"(*.mdb)': %s",
-                      file.GetString(),
-                      !in ? L"the file cannot be read" : L"the file is no Access database"),
+                      file.GetString(), reason.GetString()),
         L"State:HY000,Native:0,Origin:");
 }
 
