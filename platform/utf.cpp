@@ -155,4 +155,23 @@ std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count) {
     return out;
 }
 
+std::u16string EncodeUtf16(std::wstring_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    ForEachUtf16Unit(text, [&out](char16_t unit) { out += unit; });
+    return out;
+}
+
+void AppendUtf16(const char16_t* units, size_t count, std::wstring& out) {
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t unit = units[i];
+        if (IsHighSurrogate(unit) && i + 1 < count && IsLowSurrogate(units[i + 1])) {
+            AppendCodePoint(out, JoinSurrogates(unit, units[i + 1]));
+            ++i;
+        } else {
+            out += static_cast<wchar_t>(unit);
+        }
+    }
+}
+
 }  // namespace korvan
