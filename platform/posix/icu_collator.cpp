@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/posix/process_locale.h"
+#include "platform/process_locale.h"
 #include "platform/unicode.h"
 #include "platform/utf.h"
 

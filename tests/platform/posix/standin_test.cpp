@@ -14,7 +14,7 @@
 #include "platform/display_width.h"
 #include "platform/posix/icu_collator.h"
 #include "platform/posix/number_format.h"
-#include "platform/posix/number_parse.h"
+#include "platform/number_parse.h"
 #include "platform/unicode.h"
 #include "platform/utf.h"
 #include "tests/platform/variant_test_support.h"

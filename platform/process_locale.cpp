@@ -1,4 +1,4 @@
-#include "platform/posix/process_locale.h"
+#include "platform/process_locale.h"
 
 #include <korvan/platform.h>
 
@@ -41,14 +41,6 @@ NumberSymbols CurrentNumberSymbols() {
     }
     symbols.thousandsSeparator = FirstCharacter(conv->thousands_sep);
     return symbols;
-}
-
-}  // namespace korvan
-
-namespace korvan {
-
-bool SetCharacterTypeLocale(const wchar_t* name) {
-    return std::setlocale(LC_CTYPE, EncodeUtf8(name != nullptr ? name : L"").c_str()) != nullptr;
 }
 
 }  // namespace korvan

@@ -1,11 +1,10 @@
-#include "platform/posix/number_parse.h"
+#include "platform/number_parse.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 
-#include "platform/posix/variant_number.h"
 #include "platform/unicode.h"
 
 namespace korvan {
