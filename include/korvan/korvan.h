@@ -5,3 +5,4 @@
 #include <korvan/model.h>
 #include <korvan/platform.h>
 #include <korvan/query.h>
+#include <korvan/recordset.h>
