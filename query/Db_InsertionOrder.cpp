@@ -69,9 +69,51 @@ std::wstring FoldCase(std::wstring_view text) {
     return folded;
 }
 
-// Texts are equal without regard to case and ordered by collation with the
-// empty text first. That is an order when the case variants of a text (its
-// class) stand together in collation order and different classes never
+// Whether the printable ASCII characters that share a primary weight are
+// exactly those that are case variants of each other.
+bool CaseVariantsSharePrimary(const TextCollator& collator) {
+    std::vector<std::string> keys;
+    std::wstring letters;
+    for (wchar_t c = 0x20; c < 0x7F; ++c) {
+        keys.emplace_back();
+        letters += c;
+        if (!collator.AsciiSortKey(std::wstring_view(&c, 1), true, keys.back())) {
+            return false;
+        }
+    }
+    for (size_t a = 0; a < keys.size(); ++a) {
+        for (size_t b = a + 1; b < keys.size(); ++b) {
+            if ((keys[a] == keys[b]) !=
+                (FoldCaseSimple(letters[a]) == FoldCaseSimple(letters[b]))) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Texts of printable ASCII where case variants share their primary weights:
+// two texts are equal without regard to case exactly when their primary
+// weights are, and texts of different primary weights collate by those
+// alone; so the collation key with case ignored ranks them.
+bool RankAsciiTexts(const std::vector<std::wstring_view>& texts, const TextCollator& collator,
+                    Ranks& ranks) {
+    std::vector<std::string> keys(texts.size());
+    for (size_t i = 0; i < texts.size(); ++i) {
+        if (!collator.AsciiSortKey(texts[i], true, keys[i])) {
+            return false;
+        }
+    }
+    if (!CaseVariantsSharePrimary(collator)) {
+        return false;
+    }
+    ranks = RankSorted(keys, [](const std::string& a, const std::string& b) { return a < b; });
+    return true;
+}
+
+// Texts are equal without regard to case and ordered by collation (VarCmp),
+// the empty text first. That is an order when the case variants of a text
+// (its class) stand together in collation order and different classes never
 // collate equal; anything else (a text collating between two case variants
 // of another, canonically equivalent spellings, a U+0000) is refused.
 bool RankTexts(const std::vector<const VARIANT*>& cells, Ranks& ranks) {
@@ -79,38 +121,45 @@ bool RankTexts(const std::vector<const VARIANT*>& cells, Ranks& ranks) {
     if (collator == nullptr) {
         return false;
     }
+    std::vector<std::wstring_view> all(cells.size());
+    for (size_t i = 0; i < cells.size(); ++i) {
+        all[i] = TextOf(*cells[i]);
+        if (all[i].find(L'\0') != std::wstring_view::npos) {
+            return false;
+        }
+    }
+    if (RankAsciiTexts(all, *collator, ranks)) {
+        return true;
+    }
+
     std::unordered_map<std::wstring_view, uint32_t> ids;
     std::vector<std::wstring_view> texts;
     std::vector<uint32_t> textOf(cells.size());
     for (size_t i = 0; i < cells.size(); ++i) {
-        const std::wstring_view text = TextOf(*cells[i]);
-        if (text.find(L'\0') != std::wstring_view::npos) {
-            return false;
-        }
-        const auto [it, added] = ids.try_emplace(text, static_cast<uint32_t>(texts.size()));
+        const auto [it, added] = ids.try_emplace(all[i], static_cast<uint32_t>(texts.size()));
         if (added) {
-            texts.push_back(text);
+            texts.push_back(all[i]);
         }
         textOf[i] = it->second;
     }
-
     std::unordered_map<std::wstring, uint32_t> classes;
     std::vector<uint32_t> classOf(texts.size());
+    std::vector<std::string> keys(texts.size());
     for (size_t t = 0; t < texts.size(); ++t) {
         classOf[t] = classes.try_emplace(FoldCase(texts[t]), static_cast<uint32_t>(classes.size()))
                          .first->second;
+        keys[t] = collator->SortKey(texts[t]);
     }
-
-    const auto collates = [&](std::wstring_view a, std::wstring_view b) {
-        if (a.empty() || b.empty()) {
-            return a.empty() && !b.empty();
+    // Collation order through ICU's sort keys, compared byte by byte.
+    const auto collates = [&](uint32_t a, uint32_t b) {
+        if (texts[a].empty() || texts[b].empty()) {
+            return texts[a].empty() && !texts[b].empty();
         }
-        return collator->Compare(a, b, false) < 0;
+        return keys[a] < keys[b];
     };
     std::vector<uint32_t> sorted(texts.size());
     std::iota(sorted.begin(), sorted.end(), 0u);
-    std::sort(sorted.begin(), sorted.end(),
-              [&](uint32_t a, uint32_t b) { return collates(texts[a], texts[b]); });
+    std::sort(sorted.begin(), sorted.end(), collates);
 
     std::vector<uint32_t> rankOf(texts.size());
     std::vector<bool> seen(classes.size(), false);
@@ -118,7 +167,7 @@ bool RankTexts(const std::vector<const VARIANT*>& cells, Ranks& ranks) {
     for (size_t j = 0; j < sorted.size(); ++j) {
         const uint32_t t = sorted[j];
         if (j > 0 && classOf[t] != classOf[sorted[j - 1]]) {
-            if (seen[classOf[t]] || !collates(texts[sorted[j - 1]], texts[t])) {
+            if (seen[classOf[t]] || !collates(sorted[j - 1], t)) {
                 return false;
             }
             ++rank;

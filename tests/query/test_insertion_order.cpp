@@ -76,6 +76,11 @@ TEST(InsertionOrderTest, EqualsInsertingIntoAVector) {
          {{L"v", DbFieldDescr::ftText}},
          {Texts({L"", L"bolt", L"Bolt", L"BOLT", L"nut", L"NUT", L"a", L"A", L"ab", L"aB", L"Łódź",
                  L"łÓDŹ", L"Ä", L"ä", L"b ", L"10", L"9"})}},
+        {"printable ASCII texts",
+         true,
+         {{L"v", DbFieldDescr::ftText}},
+         {Texts({L"", L"bolt", L"Bolt", L"BOLT", L"b-c", L"b c", L"10", L"9", L"a_b", L"A", L"a",
+                 L"~", L"HEA 12", L"hea 12", L"HEA 120"})}},
         // The fullwidth a collates between a and A, which are equal.
         {"a letter between two cases of another",
          false,
