@@ -12,13 +12,15 @@
 //     time is shown too;
 //   - seek: keys taken from the table's rows, sought with Seek "=" (text and
 //     double) and ">=" (double), against a prepared lookup on the indexed
-//     column; both must find every key, and ">=" the same value;
+//     column; both must find every key, and ">=" the same value. A ">=" seek
+//     searches a condition through the index's order from its first row, so
+//     fewer of those run by default;
 //   - find: FindFirst, then FindNext until nothing more is found, for a
 //     condition with AND and OR matching few rows and for one matching many,
 //     against the same WHERE stepped through; both must find the same rows.
 //
-//     bench_recordset [--runs N] [--seeks N] [rows ...]
-//                                  (default: 100000 rows, 10000 seeks, 3 runs)
+//     bench_recordset [--runs N] [--seeks N] [--scan-seeks N] [rows ...]
+//                 (default: 100000 rows, 10000 "=" and 1000 ">=" seeks, 3 runs)
 
 #include <korvan/recordset.h>
 
@@ -36,9 +38,10 @@ using bench::Now;
 using bench::Ratio;
 
 constexpr const char* kUsage =
-    "usage: bench_recordset [--runs N] [--seeks N] [rows ...]\n"
+    "usage: bench_recordset [--runs N] [--seeks N] [--scan-seeks N] [rows ...]\n"
     "  runs recordsets over generated tables with the given row counts (default 100000),\n"
-    "  seeks N keys (default 10000), and prints the best of N runs (default 3)\n";
+    "  seeks N keys with \"=\" (default 10000) and N with \">=\" (default 1000), and\n"
+    "  prints the best of N runs (default 3)\n";
 
 // A condition as a recordset takes it, and SQLite's WHERE of the same
 // meaning: AND, OR and NOT have equal standing in korvan and group from the
@@ -230,7 +233,7 @@ void Find(DbRecordset& rs, const bench::Sqlite& sqlite, const Condition& conditi
     f.extra = static_cast<double>(mine.size());
 }
 
-void RunRecordset(const Dataset& data, int seeks, std::vector<double>& out) {
+void RunRecordset(const Dataset& data, int seeks, int scanSeeks, std::vector<double>& out) {
     // No file: nothing is ever written.
     DbDatabase db;
     db.Create(L"");
@@ -252,12 +255,19 @@ void RunRecordset(const Dataset& data, int seeks, std::vector<double>& out) {
           f[kIndexText]);
     Index(rs, sqlite, L"byweight", "CREATE INDEX byweight ON parts (weight)", f[kIndexDouble]);
 
+    // Keys of rows picked by a hash, the same in every run.
     std::vector<CComVariant> names;
     std::vector<CComVariant> weights;
-    for (int i = 0; i < seeks; ++i) {
+    std::vector<CComVariant> lowerBounds;
+    for (int i = 0; i < std::max(seeks, scanSeeks); ++i) {
         const uint64_t row = bench::Mix(static_cast<uint64_t>(i)) % data.rows;
-        names.push_back(data.At(row, 0));
-        weights.push_back(data.At(row, 2));
+        if (i < seeks) {
+            names.push_back(data.At(row, 0));
+            weights.push_back(data.At(row, 2));
+        }
+        if (i < scanSeeks) {
+            lowerBounds.push_back(data.At(row, 2));
+        }
     }
     Seek(
         rs, sqlite, L"byname", L"=", names, "SELECT 1 FROM parts WHERE name = ? COLLATE NOCASE",
@@ -271,7 +281,7 @@ void RunRecordset(const Dataset& data, int seeks, std::vector<double>& out) {
     };
     Seek(rs, sqlite, L"byweight", L"=", weights, "SELECT weight FROM parts WHERE weight = ?",
          bindWeight, f[kSeekDouble]);
-    Seek(rs, sqlite, L"byweight", L">=", weights,
+    Seek(rs, sqlite, L"byweight", L">=", lowerBounds,
          "SELECT weight FROM parts WHERE weight >= ? ORDER BY weight LIMIT 1", bindWeight,
          f[kSeekAtLeast]);
     Find(rs, sqlite, kFewRows, f[kFindFew]);
@@ -292,17 +302,19 @@ std::string PerOperation(double seconds, double count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const bench::Args args(argc, argv, {"runs", "seeks"}, {}, kUsage);
+    const bench::Args args(argc, argv, {"runs", "seeks", "scan-seeks"}, {}, kUsage);
     bench::WarnUnlessRelease();
     const int runs = args.Int("runs", 3);
     const int seeks = args.Int("seeks", 10000);
+    const int scanSeeks = args.Int("scan-seeks", 1000);
     std::printf("conditions (korvan, then SQLite):\n  %s\n  %s\n  %s\n  %s\n\n",
                 CString(kFewRows.korvan).ToUtf8().c_str(), kFewRows.sqlite,
                 CString(kManyRows.korvan).ToUtf8().c_str(), kManyRows.sqlite);
     for (const uint64_t size : args.Sizes({100000})) {
         const Dataset data = bench::Generate(size);
-        const bench::Sample sample = bench::BestOfRuns(
-            runs, [&](std::vector<double>& figures) { RunRecordset(data, seeks, figures); });
+        const bench::Sample sample = bench::BestOfRuns(runs, [&](std::vector<double>& figures) {
+            RunRecordset(data, seeks, scanSeeks, figures);
+        });
         std::vector<Figures> f(kMeasures);
         for (size_t m = 0; m < f.size(); ++m) {
             const double* at = &sample.figures[m * 4];
@@ -337,13 +349,14 @@ int main(int argc, char** argv) {
         }
         index.Print();
 
-        bench::TextTable seek({Format("%d seeks", seeks), "korvan", "SQLite", "korvan/SQLite",
-                               "korvan per seek", "answers"});
+        bench::TextTable seek({"seeks", "keys", "korvan", "SQLite", "korvan/SQLite",
+                               "korvan per seek", "SQLite per seek", "answers"});
         for (const auto& [what, m] : {std::pair{"Seek \"=\" name (text)", kSeekText},
                                       {"Seek \"=\" weight (double)", kSeekDouble},
                                       {"Seek \">=\" weight (double)", kSeekAtLeast}}) {
-            seek.Add({what, Milliseconds(f[m].korvan), Milliseconds(f[m].sqlite),
-                      Ratio(f[m].korvan, f[m].sqlite), PerOperation(f[m].korvan, seeks),
+            seek.Add({what, Format("%.0f", f[m].extra), Milliseconds(f[m].korvan),
+                      Milliseconds(f[m].sqlite), Ratio(f[m].korvan, f[m].sqlite),
+                      PerOperation(f[m].korvan, f[m].extra), PerOperation(f[m].sqlite, f[m].extra),
                       answers(f[m])});
         }
         seek.Print();

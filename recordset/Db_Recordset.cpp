@@ -375,7 +375,10 @@ CString DbRecordset::GetCurrentIndex() {
 }
 
 int64_t DbRecordset::RemapRowIndex(int64_t position) {
-    const DbTableDescr::DbIndex* index = ActiveIndex();
+    return RemapRowIndex(position, ActiveIndex());
+}
+
+int64_t DbRecordset::RemapRowIndex(int64_t position, const DbTableDescr::DbIndex* index) {
     if (index == nullptr) {
         return position;
     }
@@ -390,10 +393,14 @@ int64_t DbRecordset::RemapRowIndex(int64_t position) {
 // Rows.
 
 DbTableRow* DbRecordset::RowAt(int64_t position) {
+    return RowAt(position, ActiveIndex());
+}
+
+DbTableRow* DbRecordset::RowAt(int64_t position, const DbTableDescr::DbIndex* index) {
     if (m_tableData == nullptr) {
         return nullptr;
     }
-    const int64_t row = RemapRowIndex(position);
+    const int64_t row = RemapRowIndex(position, index);
     // An index built before rows were deleted may name rows that are gone.
     if (row < 0 || row >= static_cast<int64_t>(m_tableData->size())) {
         return nullptr;

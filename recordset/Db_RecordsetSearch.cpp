@@ -90,8 +90,10 @@ bool DbRecordset::FindRow(CString criteria, int64_t start, int64_t end, eFindDir
         return false;
     }
     bool found = false;
+    // Reading rows into members does not change the current index.
+    const DbTableDescr::DbIndex* index = ActiveIndex();
     const auto visit = [&](int64_t position) {
-        DbTableRow* row = RowAt(position);
+        DbTableRow* row = RowAt(position, index);
         if (row != nullptr && condition.Matches(*row)) {
             m_cursor = static_cast<LONG>(position);
             // A row that cannot be read into the members is passed over.

@@ -280,13 +280,15 @@ class KORVAN_API DbRecordset {
     bool ReadTableRow(int64_t position);
     bool WriteTableRow(int64_t position);
     // The row number of a position; -1 when the current index has no entry
-    // there.
+    // there. The second form takes the current index as ActiveIndex gave it.
     int64_t RemapRowIndex(int64_t position);
+    static int64_t RemapRowIndex(int64_t position, const DbTableDescr::DbIndex* index);
     // The field number of name in the database's descriptor of the table;
     // -1 when there is none.
     int GetFieldIndex(const CString& name);
     // The row at a position, or null outside the rows.
     DbTableRow* RowAt(int64_t position);
+    DbTableRow* RowAt(int64_t position, const DbTableDescr::DbIndex* index);
     // The cell of a bound member's field in the row whose number is the
     // cursor; null for a member that is not bound. REQUIRES: the cursor is
     // on a row.
