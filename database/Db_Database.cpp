@@ -51,7 +51,8 @@ DbDatabase& DbDatabase::operator=(const DbDatabase& other) {
 }
 
 DbDatabase::~DbDatabase() {
-    if (!m_readFailed && IsChanged() && (m_source->IsXmlBased() || m_source->IsMdbBased())) {
+    // Save itself refuses to write over a file whose reading failed.
+    if (IsChanged() && (m_source->IsXmlBased() || m_source->IsMdbBased())) {
         try {
             Save(m_source->GetFile());
         } catch (CException* e) {

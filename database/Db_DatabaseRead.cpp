@@ -9,17 +9,12 @@
 // DbException naming the file, never read halfway into wrong tables.
 #include <korvan/database.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <set>
 #include <string>
 #include <string_view>
 
+#include "platform/files.h"
 #include "platform/utf.h"
 
 namespace {
@@ -58,36 +53,6 @@ void CheckParsed(const pugi::xml_parse_result& result, const CString& file) {
 void ParseXml(std::string_view utf8, pugi::xml_document& doc, const CString& file) {
     CheckParsed(doc.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8),
                 file);
-}
-
-// The whole file in one allocation of its size (one byte more, so that the
-// read that finds the end needs no room of its own); false with errno set
-// when it cannot be read.
-bool ReadWholeFile(const CString& file, std::string& text) {
-    const int fd = open(file.ToUtf8().c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    struct stat info;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
-        text.reserve(static_cast<size_t>(info.st_size) + 1);
-    }
-    ssize_t count;
-    do {
-        if (text.size() == text.capacity()) {
-            text.reserve(text.capacity() * 2 + 4096);  // of unknown size, or grown meanwhile
-        }
-        const size_t before = text.size();
-        text.resize(text.capacity());
-        do {
-            count = read(fd, text.data() + before, text.size() - before);
-        } while (count < 0 && errno == EINTR);
-        text.resize(before + static_cast<size_t>(std::max<ssize_t>(count, 0)));
-    } while (count > 0);
-    const int error = errno;
-    close(fd);
-    errno = error;
-    return count == 0;
 }
 
 // The table name is the value of the element's first attribute, whatever
@@ -287,29 +252,15 @@ DbTableData* DbDatabase::ReadNextTable() {
     return next->data;
 }
 
-DbTableData* DbDatabase::ReadNextTableUntil(int position) {
-    const int count = GetTablesCount();
-    if (position < 0 || position > count) {
-        return nullptr;
-    }
-    if (position < count) {
-        return m_data[static_cast<size_t>(position)].second;
-    }
-    DbTableData* data = nullptr;
-    while (GetTablesCount() >= position) {
-        data = ReadNextTable();
-    }
-    return data;
-}
-
 // ---------------------------------------------------------------------------
 // Parsing.
 
 void DbDatabase::ParseXmlDatabase() {
     const CString& file = m_source->GetFile();
     std::string text;
-    if (!ReadWholeFile(file, text)) {
-        Fail(StringBuilder(L"Cannot read '%s': %S", file.GetString(), std::strerror(errno)));
+    const korvan::FileStatus read = korvan::ReadWholeFile(file, text);
+    if (!read) {
+        Fail(StringBuilder(L"Cannot read '%s': %s", file.GetString(), read.Reason().GetString()));
     }
     if (!korvan::IsValidUtf8(text)) {
         Fail(StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));

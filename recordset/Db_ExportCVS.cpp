@@ -1,7 +1,7 @@
 // DbRecordset::ExportCVS: the whole table as "| "-separated text lines.
 #include <korvan/recordset.h>
 
-#include <cstdio>
+#include "platform/files.h"
 
 namespace {
 
@@ -26,8 +26,9 @@ void AppendLine(std::wstring& text, const std::vector<CString>& values) {
 }  // namespace
 
 void DbRecordset::ExportCVS(CString path) {
-    std::FILE* file = std::fopen(path.ToUtf8().c_str(), "wb");
-    if (file == nullptr) {
+    // The file is replaced only once the whole text is written.
+    korvan::AtomicFile file;
+    if (!file.Open(path)) {
         return;
     }
     std::wstring text;
@@ -51,6 +52,7 @@ void DbRecordset::ExportCVS(CString path) {
     // As many bytes as the text has UTF-16 characters: the first half of its
     // UTF-16LE encoding, as the export has always been written.
     const std::vector<BYTE> utf16 = korvan::EncodeUtf16LE(text);
-    std::fwrite(utf16.data(), 1, utf16.size() / 2, file);
-    std::fclose(file);
+    if (file.Write(utf16.data(), utf16.size() / 2)) {
+        static_cast<void>(file.Commit());
+    }
 }

@@ -12,7 +12,8 @@ class QueryCommand : public Command {
   public:
     void Define(CLI::App& app) override {
         AddFileArgument(app, m_file);
-        app.add_option("SQL", m_sql, "(required) a SELECT statement, or the name of a table");
+        app.add_option("SQL", m_sql, "(required) a SELECT statement, or the name of a table")
+            ->check(kNotEmpty);
         AddFormatOption(app, m_format);
         AddLimitOption(app, m_limit);
         app.footer(R"(With one argument it is the SQL, run on the example catalogue; with two they
