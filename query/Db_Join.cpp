@@ -81,8 +81,11 @@ CString RunJoin(DbDatabase& db, JoinKind kind, const CString& table1, const CStr
         DbTableData* scanned = scanFirst ? data1 : data2;
         const int scannedField = scanFirst ? position1 : position2;
 
+        // A name holding the word "select" would be taken for a statement;
+        // the statement that answers with the whole table opens those.
         DbRecordset recordset(&db);
-        if (recordset.Open(sought->name)) {
+        if (recordset.Open(sought->name) ||
+            recordset.Open(L"select * from [" + sought->name + L"]")) {
             recordset.GetTableDescr()->CreateIndex(L"LABEL", scanFirst ? field2 : field1);
             recordset.SetCurrentIndex(CString(L"LABEL"));
         }

@@ -8,38 +8,9 @@
 #include <memory>
 #include <vector>
 
-#include "model/Db_BinarySearch.h"
 #include "query/Db_Analyze.h"
 #include "query/Db_Distinct.h"
-#include "query/Db_PositionList.h"
-
-namespace korvan {
-namespace {
-
-// The selection in ORDER BY order: every row goes, in selection order, to the
-// position the binary search of DbTableData::SpatialIndex finds among the
-// rows placed so far. The search stops at any equal row, so ties land where
-// that search puts them, not simply behind each other; a position list gives
-// the same answers as inserting into a vector without its quadratic moves.
-std::vector<uint64_t> OrderRows(const DbRows& rows, const std::vector<uint64_t>& fields,
-                                const std::vector<uint64_t>& selection) {
-    PositionList ordered;
-    for (const uint64_t r : selection) {
-        const DbTableRow& row = *rows.GetRow(static_cast<int>(r));
-        DbTableRow::eCmpResult result;
-        const uint64_t pos = BinarySearch(
-            ordered.size(),
-            [&](size_t i) {
-                return row.CompareEx(fields, *rows.GetRow(static_cast<int>(ordered.at(i))));
-            },
-            result);
-        ordered.insert(pos, r);
-    }
-    return ordered.ToVector();
-}
-
-}  // namespace
-}  // namespace korvan
+#include "query/Db_InsertionOrder.h"
 
 bool DbDatabase::Query(CString sql, CString& name) {
     name.Format(L"Query_%d", m_queriesCount);
@@ -168,7 +139,7 @@ bool DbDatabase::Query(CString sql, CString& name) {
             }
         }
         if (!orderFields.empty()) {
-            selection = korvan::OrderRows(*rows, orderFields, selection);
+            selection = korvan::InsertionOrder(*rows, orderFields, selection);
             if (params->descending) {
                 std::reverse(selection.begin(), selection.end());
             }

@@ -1,5 +1,5 @@
 // DbRecordset: opening and closing, the cursor and its moves, bookmarks,
-// current indexes and the reading of rows into bound members.
+// current indexes, and the transfer of rows to and from bound members.
 #include <korvan/recordset.h>
 
 #include <algorithm>
@@ -290,7 +290,7 @@ uint64_t DbRecordset::GetLastModifiedBookmark() {
 const DbTableDescr::DbIndex* DbRecordset::ActiveIndex() {
     // An index of the table's descriptor dies with it (a query answer that
     // is computed again clears its descriptor); forget it then.
-    if (m_currentIndex != nullptr && !m_currentIndexKey.IsEmpty()) {
+    if (m_currentIndex != nullptr && !m_currentIndexKey.IsEmpty() && m_tableDescr != nullptr) {
         const auto& indexes = m_tableDescr->GetIndexes();
         const auto it = indexes.find(m_currentIndexKey);
         if (it == indexes.end() || it->second != m_currentIndex) {
@@ -413,27 +413,62 @@ int DbRecordset::GetFieldIndex(const CString& name) {
     return descr != nullptr ? descr->GetFieldIndex(name) : -1;
 }
 
-bool DbRecordset::ReadTableRow(int64_t position) {
-    if (IsEOF() || IsBOF()) {
-        return false;
-    }
-    DbTableRow* row = RowAt(position);
-    if (row == nullptr) {
-        return false;
-    }
-    // The members bound so far keep what they got when a later one fails.
+DbTableRow* DbRecordset::TransferRow(int64_t position) {
+    return IsEOF() || IsBOF() ? nullptr : RowAt(position);
+}
+
+namespace {
+
+// Runs a transfer between a row and the members; any failure on the way
+// gives false, whatever was transferred before it stays.
+template <typename Transfer>
+bool Guarded(Transfer transfer) {
     try {
-        for (const auto& [member, binding] : m_bindings) {
-            if (binding.field >= row->GetFieldCount()) {
-                return false;
-            }
-            binding.reader(row->GetField(binding.field).GetValue(), member);
-        }
+        return transfer();
     } catch (CException* e) {
         e->Delete();
         return false;
     } catch (...) {
         return false;
     }
-    return true;
+}
+
+}  // namespace
+
+bool DbRecordset::ReadTableRow(int64_t position) {
+    DbTableRow* row = TransferRow(position);
+    return row != nullptr && Guarded([&] {
+               for (const auto& [member, binding] : m_bindings) {
+                   if (binding.field >= row->GetFieldCount()) {
+                       return false;
+                   }
+                   binding.reader(row->GetField(binding.field).GetValue(), member);
+               }
+               return true;
+           });
+}
+
+bool DbRecordset::WriteTableRow(int64_t position) {
+    DbTableRow* row = TransferRow(position);
+    return row != nullptr && Guarded([&] {
+               for (const auto& [member, binding] : m_bindings) {
+                   if (binding.field >= row->GetFieldCount()) {
+                       return false;
+                   }
+                   DbFieldValue& cell = row->GetField(binding.field);
+                   binding.writer(cell.GetVariant(), member);
+                   cell.SetChanged();
+               }
+               // A plain copy: the value keeps its own type, whatever the
+               // field's.
+               for (const auto& [field, value] : m_pendingValues) {
+                   if (field >= row->GetFieldCount()) {
+                       return false;
+                   }
+                   DbFieldValue& cell = row->GetField(field);
+                   cell.GetVariant() = value;
+                   cell.SetChanged();
+               }
+               return true;
+           });
 }

@@ -1,5 +1,4 @@
-// DbRecordset: the add/edit/update/delete cycle, single field values, and
-// the writing of a row from bound members and pending values.
+// DbRecordset: the add/edit/update/delete cycle and single field values.
 #include <korvan/recordset.h>
 
 #include <climits>
@@ -99,41 +98,6 @@ void DbRecordset::Delete() {
             --position;
         }
     }
-}
-
-bool DbRecordset::WriteTableRow(int64_t position) {
-    if (IsEOF() || IsBOF()) {
-        return false;
-    }
-    DbTableRow* row = RowAt(position);
-    if (row == nullptr) {
-        return false;
-    }
-    try {
-        for (const auto& [member, binding] : m_bindings) {
-            if (binding.field >= row->GetFieldCount()) {
-                return false;
-            }
-            DbFieldValue& cell = row->GetField(binding.field);
-            binding.writer(cell.GetVariant(), member);
-            cell.SetChanged();
-        }
-        // A plain copy: the value keeps its own type, whatever the field's.
-        for (const auto& [field, value] : m_pendingValues) {
-            if (field >= row->GetFieldCount()) {
-                return false;
-            }
-            DbFieldValue& cell = row->GetField(field);
-            cell.GetVariant() = value;
-            cell.SetChanged();
-        }
-    } catch (CException* e) {
-        e->Delete();
-        return false;
-    } catch (...) {
-        return false;
-    }
-    return true;
 }
 
 // ---------------------------------------------------------------------------

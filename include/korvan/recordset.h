@@ -117,8 +117,9 @@ class KORVAN_API DbQueryDef {
 // A derived recordset binds its members to fields in its InitFieldExchange
 // override with MapClassMember; Open calls it, every move then copies the
 // row into the members, and Update writes them back. A copy of a recordset
-// shares its database and position but has no bound members: a derived class
-// that wants them in its copies maps them again in its copy constructor.
+// shares its database and position but has no bound members (an assigned one
+// keeps its own): a derived class that wants them in its copies maps them
+// again in its copy constructor.
 class KORVAN_API DbRecordset {
   public:
     enum eFindOperation { foNext = 0, foPrev = 1, foFirst = 2, foLast = 3 };
@@ -288,6 +289,8 @@ class KORVAN_API DbRecordset {
     int GetFieldIndex(const CString& name);
     // The row at a position, or null outside the rows.
     DbTableRow* RowAt(int64_t position);
+    // The same, and null whenever the cursor is outside the rows.
+    DbTableRow* TransferRow(int64_t position);
     DbTableRow* RowAt(int64_t position, const DbTableDescr::DbIndex* index);
     // The cell of a bound member's field in the row whose number is the
     // cursor; null for a member that is not bound. REQUIRES: the cursor is

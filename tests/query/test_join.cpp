@@ -112,6 +112,11 @@ TEST_F(JoinTest, QueriesJoinWithoutPrefixAndMissingTablesGiveAnEmptyJoin) {
     const CString nowhere = db.inner_join(L"parts", L"orders", L"nothing", L"=", L"part");
     EXPECT_EQ(db.GetTableData(nowhere)->size(), 0u);
     EXPECT_FALSE(db.IsChanged());
+
+    // A table whose name holds "select" is sought all the same.
+    ASSERT_TRUE(db.RenameTable(L"parts", L"selected"));
+    EXPECT_EQ(db.GetTableData(db.inner_join(L"selected", L"orders", L"id", L"=", L"part"))->size(),
+              3u);
 }
 
 }  // namespace

@@ -262,7 +262,6 @@ TEST_F(BindingTest, MembersReadFieldsWithTheConvertersByteCounts) {
     // Past the end nothing is read: the members keep the last row.
     EXPECT_FALSE(m.MoveNext());
     EXPECT_EQ(m.asInt, 7);
-    EXPECT_THROW(m.Bind(L"nothing", &m.text), DbException*);
     EXPECT_EQ(ThrownBy([&] { m.Bind(L"nothing", &m.text); }).message,
               "Column 'nothing' not found in table 'M'");
 }
