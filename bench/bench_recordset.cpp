@@ -20,7 +20,7 @@
 //     against the same WHERE stepped through; both must find the same rows.
 //
 //     bench_recordset [--runs N] [--seeks N] [--scan-seeks N] [rows ...]
-//                 (default: 100000 rows, 10000 "=" and 1000 ">=" seeks, 3 runs)
+//                 (default: 100000 rows, 10000 "=" and 100 ">=" seeks, 3 runs)
 
 #include <korvan/recordset.h>
 
@@ -40,7 +40,7 @@ using bench::Ratio;
 constexpr const char* kUsage =
     "usage: bench_recordset [--runs N] [--seeks N] [--scan-seeks N] [rows ...]\n"
     "  runs recordsets over generated tables with the given row counts (default 100000),\n"
-    "  seeks N keys with \"=\" (default 10000) and N with \">=\" (default 1000), and\n"
+    "  seeks N keys with \"=\" (default 10000) and N with \">=\" (default 100), and\n"
     "  prints the best of N runs (default 3)\n";
 
 // A condition as a recordset takes it, and SQLite's WHERE of the same
@@ -306,7 +306,7 @@ int main(int argc, char** argv) {
     bench::WarnUnlessRelease();
     const int runs = args.Int("runs", 3);
     const int seeks = args.Int("seeks", 10000);
-    const int scanSeeks = args.Int("scan-seeks", 1000);
+    const int scanSeeks = args.Int("scan-seeks", 100);
     std::printf("conditions (korvan, then SQLite):\n  %s\n  %s\n  %s\n  %s\n\n",
                 CString(kFewRows.korvan).ToUtf8().c_str(), kFewRows.sqlite,
                 CString(kManyRows.korvan).ToUtf8().c_str(), kManyRows.sqlite);
