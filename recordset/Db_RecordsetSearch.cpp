@@ -6,7 +6,7 @@
 #include <climits>
 
 #include "query/Db_Analyze.h"
-#include "recordset/Db_RowCondition.h"
+#include "query/Db_Where.h"
 
 namespace {
 
@@ -85,8 +85,9 @@ bool DbRecordset::FindRow(CString criteria, int64_t start, int64_t end, eFindDir
     if (m_database == nullptr || !IsOpen()) {
         return false;
     }
-    korvan::RowCondition condition(*m_database, m_tableName);
-    if (!condition.Analyse(criteria)) {
+    // The filters the analysis attaches to the table go with the condition.
+    korvan::TableCondition condition(*m_database, m_tableName, criteria);
+    if (!condition.IsUsable()) {
         return false;
     }
     bool found = false;
@@ -113,7 +114,6 @@ bool DbRecordset::FindRow(CString criteria, int64_t start, int64_t end, eFindDir
             visit(p);
         }
     }
-    condition.Release();
     m_database->Log(StringBuilder(L"FindRow '%s' processed in %.4f [s]", criteria.GetString(),
                                   korvan::MonotonicSeconds() - begin));
     return found;

@@ -3,6 +3,7 @@
 
 #include <korvan/database.h>
 #include <korvan/model.h>
+#include <korvan/odbc.h>
 #include <korvan/platform.h>
 #include <korvan/query.h>
 #include <korvan/recordset.h>
