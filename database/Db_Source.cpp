@@ -3,6 +3,7 @@
 #include "database/Db_SourceStream.h"
 
 #include "database/Db_FileName.h"
+#include "model/Db_Exception.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -154,8 +155,8 @@ bool DbSource::CheckSource() {
         close(fd);
     }
     if (!readable) {
-        throw new DbException("Db_Source", 222,
-                              StringBuilder(L"Invalid source file '%s'", m_file.GetString()));
+        KORVAN_THROW_AT("Db_Source", 222,
+                        StringBuilder(L"Invalid source file '%s'", m_file.GetString()));
     }
     // Opening for writing without O_TRUNC only tests the permission; the file
     // is left exactly as it was.
