@@ -63,7 +63,8 @@ DbDatabase& DbDatabase::operator=(const DbDatabase& other) {
 }
 
 DbDatabase::~DbDatabase() {
-    if (!m_readFailed && IsChanged() && (m_source->IsXmlBased() || m_source->IsMdbBased())) {
+    // Save itself refuses to write over a file whose reading failed.
+    if (IsChanged() && (m_source->IsXmlBased() || m_source->IsMdbBased())) {
         // Nothing may leave a destructor: whatever the save throws ends here,
         // foreign exceptions too (the file stays as it was).
         try {

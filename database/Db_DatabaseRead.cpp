@@ -10,12 +10,6 @@
 // marked as not read whole (ReadGuard), so it never writes back over its file.
 #include <korvan/database.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -23,6 +17,7 @@
 #include "model/Db_Exception.h"
 #include "model/Db_ReadGuard.h"
 #include "model/Db_TableXml.h"
+#include "platform/files.h"
 #include "platform/utf.h"
 
 namespace {
@@ -45,36 +40,6 @@ pugi::xml_node NextElement(pugi::xml_node node) {
         }
     }
     return pugi::xml_node();
-}
-
-// The whole file in one allocation of its size (one byte more, so that the
-// read that finds the end needs no room of its own); false with errno set
-// when it cannot be read.
-bool ReadWholeFile(const CString& file, std::string& text) {
-    const int fd = open(file.ToUtf8().c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    struct stat info;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
-        text.reserve(static_cast<size_t>(info.st_size) + 1);
-    }
-    ssize_t count;
-    do {
-        if (text.size() == text.capacity()) {
-            text.reserve(text.capacity() * 2 + 4096);  // of unknown size, or grown meanwhile
-        }
-        const size_t before = text.size();
-        text.resize(text.capacity());
-        do {
-            count = read(fd, text.data() + before, text.size() - before);
-        } while (count < 0 && errno == EINTR);
-        text.resize(before + static_cast<size_t>(std::max<ssize_t>(count, 0)));
-    } while (count > 0);
-    const int error = errno;
-    close(fd);
-    errno = error;
-    return count == 0;
 }
 
 }  // namespace
@@ -198,30 +163,16 @@ DbTableInfo* DbDatabase::NextUnreadTable() {
     return nullptr;
 }
 
-DbTableData* DbDatabase::ReadNextTableUntil(int position) {
-    const int count = GetTablesCount();
-    if (position < 0 || position > count) {
-        return nullptr;
-    }
-    if (position < count) {
-        return m_data[static_cast<size_t>(position)].second;
-    }
-    DbTableData* data = nullptr;
-    while (GetTablesCount() >= position) {
-        data = ReadNextTable();
-    }
-    return data;
-}
-
 // ---------------------------------------------------------------------------
 // Parsing.
 
 void DbDatabase::ParseXmlDatabase() {
     const CString& file = m_source->GetFile();
     std::string text;
-    if (!ReadWholeFile(file, text)) {
-        KORVAN_THROW(kSource, StringBuilder(L"Cannot read '%s': %S", file.GetString(),
-                                            std::strerror(errno)));
+    const korvan::FileStatus read = korvan::ReadWholeFile(file, text);
+    if (!read) {
+        KORVAN_THROW(kSource, StringBuilder(L"Cannot read '%s': %s", file.GetString(),
+                                            read.Reason().GetString()));
     }
     if (!korvan::IsValidUtf8(text)) {
         KORVAN_THROW(kSource, StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));

@@ -6,97 +6,31 @@
 #include <korvan/database.h>
 
 #include "database/Db_FileName.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+#include "platform/files.h"
 
 namespace {
 
-// Collects the document into an open file, remembering the first error.
-class FileWriter : public pugi::xml_writer {
+// Hands the document to the file as pugixml produces it; the file keeps the
+// first failure for Commit to report.
+class AtomicFileWriter : public pugi::xml_writer {
   public:
-    explicit FileWriter(int fd) : m_fd(fd) {}
-
-    void write(const void* data, size_t size) override {
-        const char* bytes = static_cast<const char*>(data);
-        while (size > 0 && m_error == 0) {
-            const ssize_t written = ::write(m_fd, bytes, size);
-            if (written < 0) {
-                if (errno != EINTR) {
-                    m_error = errno;
-                }
-                continue;
-            }
-            bytes += written;
-            size -= static_cast<size_t>(written);
-        }
-    }
-    int error() const { return m_error; }
+    explicit AtomicFileWriter(korvan::AtomicFile& file) : m_file(file) {}
+    void write(const void* data, size_t size) override { (void)m_file.Write(data, size); }
 
   private:
-    int m_fd;
-    int m_error = 0;
+    korvan::AtomicFile& m_file;
 };
 
-// Writes document to path through a temporary file in the same directory;
-// returns 0 or the errno of the step that failed.
-int WriteAtomically(const pugi::xml_document& document, std::string path) {
-    // Through a symbolic link the file it points at is replaced, not the link.
-    if (char* real = realpath(path.c_str(), nullptr)) {
-        path = real;
-        std::free(real);
+korvan::FileStatus WriteAtomically(const pugi::xml_document& document, const CString& path) {
+    korvan::AtomicFile file;
+    const korvan::FileStatus opened = file.Open(path);
+    if (!opened) {
+        return opened;
     }
-    struct stat existing;
-    const bool exists = stat(path.c_str(), &existing) == 0;
-    // Renaming over a file ignores its permissions; a file that cannot be
-    // written is not replaced either.
-    if (exists && access(path.c_str(), W_OK) != 0) {
-        return errno;
-    }
-    std::string temporary;
-    int fd = -1;
-    for (int attempt = 0; fd < 0; ++attempt) {
-        temporary = path + ".tmp" + std::to_string(getpid()) + "-" + std::to_string(attempt);
-        fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && (errno != EEXIST || attempt == 99)) {
-            return errno;
-        }
-    }
-    FileWriter writer(fd);
+    AtomicFileWriter writer(file);
     document.save(writer, "\t", pugi::format_default | pugi::format_no_declaration,
                   pugi::encoding_utf8);
-    int error = writer.error();
-    if (error == 0 && exists && fchmod(fd, existing.st_mode & 07777) != 0) {
-        error = errno;
-    }
-    if (error == 0 && fsync(fd) != 0) {
-        error = errno;
-    }
-    if (close(fd) != 0 && error == 0) {
-        error = errno;
-    }
-    if (error == 0 && rename(temporary.c_str(), path.c_str()) != 0) {
-        error = errno;
-    }
-    if (error != 0) {
-        unlink(temporary.c_str());
-        return error;
-    }
-    // The rename itself is made durable by syncing the directory.
-    const size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const int dir = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir >= 0) {
-        fsync(dir);
-        close(dir);
-    }
-    return 0;
+    return file.Commit();
 }
 
 }  // namespace
@@ -114,7 +48,23 @@ void DbDatabase::RefreshQueries() {
     }
 }
 
+// A database whose reading failed holds only part of its file: written back,
+// it would replace the whole with that part. The destructor's save meets
+// the same refusal.
+bool DbDatabase::WouldOverwriteUnreadSource(const CString& file) {
+    const CString& source = m_source->GetFile();
+    return m_readFailed && !source.IsEmpty() &&
+           (file == source || korvan::Files().SameFile(file, source));
+}
+
 bool DbDatabase::Save(const CString& file) {
+    if (WouldOverwriteUnreadSource(file)) {
+        Log(
+            StringBuilder(L"Database not saved to '%s': reading that file failed, and the "
+                          L"database does not hold all of it",
+                          file.GetString()));
+        return false;
+    }
     try {
         RefreshQueries();
         LoadTables();
@@ -126,17 +76,15 @@ bool DbDatabase::Save(const CString& file) {
             if (!Save(document, pugi::xml_node())) {
                 return false;
             }
-            const int error = WriteAtomically(document, file.ToUtf8());
-            if (error != 0) {
-                Log(StringBuilder(L"Database not saved to '%s': %S", file.GetString(),
-                                  std::strerror(error)));
+            const korvan::FileStatus written = WriteAtomically(document, file);
+            if (!written) {
+                Log(StringBuilder(L"Database not saved to '%s': %s", file.GetString(),
+                                  written.Reason().GetString()));
                 return false;
             }
-            // The file now holds everything: nothing is left to save, and
-            // nothing of an earlier, damaged file is left to protect.
+            // The file now holds everything: nothing is left to save.
             if (file == m_source->GetFile()) {
                 Sync();
-                m_readFailed = false;
             }
             return true;
         }

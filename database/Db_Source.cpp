@@ -4,10 +4,7 @@
 
 #include "database/Db_FileName.h"
 #include "model/Db_Exception.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "platform/files.h"
 
 #include <algorithm>
 
@@ -22,12 +19,6 @@ CString WithXmlExtension(const CString& file) {
 }
 
 }  // namespace
-
-DbSource::Stream::~Stream() {
-    if (fd >= 0) {
-        close(fd);
-    }
-}
 
 DbSource::DbSource(DbDatabase* db)
     : m_database(db),
@@ -67,16 +58,15 @@ DbSource& DbSource::operator=(const DbSource& other) {
     m_readOnly = other.m_readOnly;
     m_sequential = other.m_sequential;
     m_valid = other.m_valid;
-    if (other.m_stream) {
-        const int fd = open(m_file.ToUtf8().c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd >= 0) {
-            m_stream = std::make_unique<Stream>(fd);
-            lseek(fd, lseek(other.m_stream->fd, 0, SEEK_CUR), SEEK_SET);
-            m_stream->consumed = other.m_stream->consumed;
-            m_stream->rootSeen = other.m_stream->rootSeen;
-            m_stream->capturing = other.m_stream->capturing;
-            m_stream->capture = other.m_stream->capture;
-        }
+    std::unique_ptr<korvan::ReadableFile> file;
+    if (other.m_stream && korvan::Files().OpenForReading(m_file, file) &&
+        file->Seek(other.m_stream->fileOffset)) {
+        m_stream = std::make_unique<Stream>(std::move(file));
+        m_stream->fileOffset = other.m_stream->fileOffset;
+        m_stream->consumed = other.m_stream->consumed;
+        m_stream->rootSeen = other.m_stream->rootSeen;
+        m_stream->capturing = other.m_stream->capturing;
+        m_stream->capture = other.m_stream->capture;
     }
     return *this;
 }
@@ -147,24 +137,13 @@ bool DbSource::CheckSource() {
     if (m_file.IsEmpty()) {
         return known;
     }
-    const std::string name = m_file.ToUtf8();
-    const int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat info;
-    const bool readable = fd >= 0 && fstat(fd, &info) == 0 && !S_ISDIR(info.st_mode);
-    if (fd >= 0) {
-        close(fd);
-    }
-    if (!readable) {
+    // Only a regular file is a database; anything else is refused at once.
+    if (!korvan::CheckReadable(m_file)) {
         KORVAN_THROW_AT("Db_Source", 222,
                         StringBuilder(L"Invalid source file '%s'", m_file.GetString()));
     }
-    // Opening for writing without O_TRUNC only tests the permission; the file
-    // is left exactly as it was.
-    const int writable = open(name.c_str(), O_WRONLY | O_CLOEXEC);
-    if (writable < 0) {
+    if (!korvan::Files().CheckWritable(m_file)) {
         m_readOnly = true;
-    } else {
-        close(writable);
     }
     return known;
 }

@@ -13,13 +13,10 @@
 
 #include "model/Db_Exception.h"
 #include "model/Db_ReadGuard.h"
+#include "platform/files.h"
 #include "platform/utf.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -65,19 +62,18 @@ bool DbSource::NextByte(BYTE& b) {
         if (!m_stream) {
             return false;
         }
-        ssize_t count;
-        do {
-            count = read(m_stream->fd, m_buffer.GetData(), static_cast<size_t>(m_buffer.GetSize()));
-        } while (count < 0 && errno == EINTR);
-        if (count < 0) {
-            const CString reason(strerror(errno));
+        size_t count = 0;
+        const korvan::FileStatus read = m_stream->file->Read(
+            m_buffer.GetData(), static_cast<size_t>(m_buffer.GetSize()), count);
+        if (!read) {
             KORVAN_THROW(kSource, StringBuilder(L"Cannot read '%s': %s", m_file.GetString(),
-                                                reason.GetString()));
+                                                read.Reason().GetString()));
         }
         if (count == 0) {
             m_eof = true;
             return false;
         }
+        m_stream->fileOffset += count;
         m_bufferSize = static_cast<int>(count);
         m_bufferPosition = 0;
     }
@@ -90,11 +86,11 @@ bool DbSource::NextByte(BYTE& b) {
 }
 
 bool DbSource::OpenStream() {
-    const int fd = open(m_file.ToUtf8().c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    std::unique_ptr<korvan::ReadableFile> file;
+    if (!korvan::Files().OpenForReading(m_file, file)) {
         return false;
     }
-    m_stream = std::make_unique<Stream>(fd);
+    m_stream = std::make_unique<Stream>(std::move(file));
     m_buffer.SetSize(std::max(m_bufferSize, 1));
     m_bufferSize = 0;
     m_bufferPosition = 0;

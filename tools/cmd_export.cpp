@@ -3,75 +3,74 @@
 #include "command.h"
 #include "writers.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
+#include "platform/files.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <iostream>
+#include <streambuf>
+#include <vector>
 
 namespace korvan::cli {
 namespace {
 
-// Writes beside the target and renames over it only once everything is
-// written, so that a failure never leaves a half-written file behind.
-class AtomicFile {
+// An output stream's buffer that empties into an AtomicFile in large pieces.
+// The file keeps the first failure, which Commit reports.
+class AtomicFileBuffer : public std::streambuf {
   public:
-    explicit AtomicFile(std::string target) : m_target(std::move(target)) {
-        std::string temp = m_target + ".XXXXXX";
-        const int fd = mkstemp(temp.data());
-        if (fd < 0) {
-            Fail();
-        }
-        m_temp = temp;
-        // mkstemp makes the file private; give it the mode a new file gets.
-        const mode_t mask = umask(0);
-        umask(mask);
-        fchmod(fd, 0666 & ~mask);
-        close(fd);
-        m_stream.open(m_temp, std::ios::binary | std::ios::trunc);
-        if (!m_stream) {
-            Fail();
-        }
+    explicit AtomicFileBuffer(korvan::AtomicFile& file) : m_file(file), m_bytes(1 << 16) {
+        setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
     }
-    ~AtomicFile() {
-        if (!m_temp.empty()) {
-            m_stream.close();
-            std::remove(m_temp.c_str());
-        }
-    }
-    AtomicFile(const AtomicFile&) = delete;
-    AtomicFile& operator=(const AtomicFile&) = delete;
 
-    std::ostream& Stream() { return m_stream; }
-
-    void Commit() {
-        m_stream.close();
-        if (!m_stream || std::rename(m_temp.c_str(), m_target.c_str()) != 0) {
-            Fail();
+  protected:
+    int_type overflow(int_type c) override {
+        if (!Drain()) {
+            return traits_type::eof();
         }
-        m_temp.clear();
+        if (!traits_type::eq_int_type(c, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(c);
+            pbump(1);
+        }
+        return traits_type::not_eof(c);
     }
+    int sync() override { return Drain() ? 0 : -1; }
 
   private:
-    [[noreturn]] void Fail() const {
-        throw ToolError(kExitFailure, "cannot write '" + m_target + "': " + std::strerror(errno));
+    bool Drain() {
+        const korvan::FileStatus written =
+            m_file.Write(pbase(), static_cast<size_t>(pptr() - pbase()));
+        setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
+        return written.Ok();
     }
 
-    std::string m_target;
-    std::string m_temp;
-    std::ofstream m_stream;
+    korvan::AtomicFile& m_file;
+    std::vector<char> m_bytes;
 };
+
+// Writes what write puts on its stream to path, replacing path only once
+// everything is written and on the disk.
+template <class Write>
+void WriteFileAtomically(const std::string& path, Write write) {
+    korvan::AtomicFile file;
+    korvan::FileStatus status = file.Open(CString(path.c_str()));
+    if (status) {
+        AtomicFileBuffer buffer(file);
+        std::ostream out(&buffer);
+        write(out);
+        out.flush();
+        status = file.Commit();
+    }
+    if (!status) {
+        throw ToolError(kExitFailure, "cannot write '" + path + "': " + status.Reason().ToUtf8());
+    }
+}
 
 class ExportCommand : public Command {
   public:
     void Define(CLI::App& app) override {
         AddFileArgument(app, m_file);
-        app.add_option("TABLE", m_table, "(required) the table to export");
+        app.add_option("TABLE", m_table, "(required) the table to export")->check(kNotEmpty);
         app.add_option("-o,--output", m_output,
                        "write to OUT (replaced only once complete) instead of standard output")
+            ->check(kNotEmpty)
             ->option_text("OUT");
         app.footer(R"(Writes CSV after RFC 4180: a header line, CRLF line ends, fields quoted when
 they hold a comma, a quote or a line break. A null is an empty field, an empty
@@ -97,9 +96,9 @@ Examples:
             WriteRows(*descr, rows, *MakeWriter(Format::Csv, std::cout));
             return;
         }
-        AtomicFile file(m_output);
-        WriteRows(*descr, rows, *MakeWriter(Format::Csv, file.Stream()));
-        file.Commit();
+        WriteFileAtomically(m_output, [&](std::ostream& out) {
+            WriteRows(*descr, rows, *MakeWriter(Format::Csv, out));
+        });
     }
 
   private:

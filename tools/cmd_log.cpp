@@ -11,7 +11,8 @@ class LogCommand : public Command {
   public:
     void Define(CLI::App& app) override {
         AddFileArgument(app, m_file);
-        app.add_option("SQL", m_sql, "a query to run after reading, whose lines follow");
+        app.add_option("SQL", m_sql, "a query to run after reading, whose lines follow")
+            ->check(kNotEmpty);
         app.footer(R"(Prints to standard output the log the library writes while it reads the file
 (tables created, rows parsed, timings) and, when SQL is given, while it analyses
 and runs the query. A single argument is the FILE when it ends in .xml or .mdb,

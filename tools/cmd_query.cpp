@@ -12,7 +12,8 @@ class QueryCommand : public Command {
   public:
     void Define(CLI::App& app) override {
         AddFileArgument(app, m_file);
-        app.add_option("SQL", m_sql, "(required) a SELECT statement, or the name of a table");
+        app.add_option("SQL", m_sql, "(required) a SELECT statement, or the name of a table")
+            ->check(kNotEmpty);
         AddFormatOption(app, m_format);
         app.add_option("-n,--limit", m_limit, "print at most N rows")
             ->check(CLI::Validator(

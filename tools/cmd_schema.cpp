@@ -26,7 +26,8 @@ class SchemaCommand : public Command {
   public:
     void Define(CLI::App& app) override {
         AddFileArgument(app, m_file);
-        app.add_option("TABLE", m_table, "the table to describe; every table without it");
+        app.add_option("TABLE", m_table, "the table to describe; every table without it")
+            ->check(kNotEmpty);
         AddFormatOption(app, m_format);
         app.footer(R"(A single argument is the FILE when it ends in .xml or .mdb, and otherwise a
 TABLE of the example catalogue.

@@ -25,10 +25,14 @@ std::vector<CommandEntry>& RegisteredCommands() {
     return commands;
 }
 
+const CLI::Validator kNotEmpty(
+    [](std::string& value) { return value.empty() ? "an empty argument is not allowed" : ""; }, "");
+
 void AddFileArgument(CLI::App& app, std::string& file) {
     app.add_option("FILE", file,
                    "database file (.xml; an .mdb name reads the .xml beside it); "
-                   "without it the bundled example catalogue");
+                   "without it the bundled example catalogue")
+        ->check(kNotEmpty);
 }
 
 void ResolveFileArgument(std::string& file, std::string& second, bool secondRequired,

@@ -103,6 +103,9 @@ struct RegisterCommand {
     }
 };
 
+// Refuses an empty argument: a quoted "" is a mistake, never "not given".
+extern const CLI::Validator kNotEmpty;
+
 // Adds the optional FILE positional. Every command takes it first; without
 // it the bundled example catalogue is used.
 void AddFileArgument(CLI::App& app, std::string& file);

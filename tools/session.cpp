@@ -2,7 +2,7 @@
 // its message log.
 #include "command.h"
 
-#include <unistd.h>
+#include "platform/files.h"
 
 #include <filesystem>
 #include <iostream>
@@ -67,7 +67,20 @@ DbDatabase& Session::Open(const std::string& file) {
         throw ToolError(kExitUsage, "give either FILE or --example, not both");
     }
     m_file = file.empty() ? ExampleCatalogue() : file;
-    m_db = std::make_unique<DbDatabase>(CString(m_file.c_str()));
+    // Opened in two steps so that a refusal can be explained: the source
+    // knows which file it tried (an .mdb name stands for the .xml beside it).
+    m_db = std::make_unique<DbDatabase>();
+    try {
+        m_db->GetSource()->SetFile(CString(m_file.c_str()), false);
+    } catch (DbException* e) {
+        std::string message = e->Message().ToUtf8();
+        e->Delete();
+        const korvan::FileStatus readable = korvan::CheckReadable(m_db->GetName());
+        if (!readable) {
+            message += ": " + readable.Reason().ToUtf8();
+        }
+        throw ToolError(kExitFailure, message);
+    }
     if (!m_db->IsOpen()) {
         throw ToolError(
             kExitFailure,
@@ -75,7 +88,7 @@ DbDatabase& Session::Open(const std::string& file) {
     }
     // Table by table reading lets LoadTables report where it is; it has to be
     // chosen before anything is read.
-    m_progress = isatty(STDERR_FILENO) != 0;
+    m_progress = korvan::StandardErrorIsTerminal();
     if (m_progress) {
         m_db->GetSource()->SetSequentialAccess(true);
     }

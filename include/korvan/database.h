@@ -247,12 +247,6 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     // element's name says) and returns that table's data; null at the end.
     // A data element left over when every table has its data is an error.
     DbTableData* ReadNextTable();
-    // Kept as it always was, although nothing calls it. position is a
-    // registry position: below GetTablesCount() the table's data as it
-    // stands, without reading; above it (or negative) null; equal to it,
-    // ReadNextTable is repeated while the count is not below position. Since
-    // reading never adds entries, that last case never returns.
-    DbTableData* ReadNextTableUntil(int position);
     void ParseXmlDatabase();
     void ParseXmlStructure(const CString& xml);
     // Loads one "table" data element into the table named by its first
@@ -286,6 +280,8 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     // Replaces the content by a deep copy of other's.
     void Assign(const DbDatabase& other);
     void RefreshQueries();
+    // True when file is the source file and reading it failed.
+    bool WouldOverwriteUnreadSource(const CString& file);
     // The forms of ParseXmlStructure and ParseXmlTableData for UTF-8 text,
     // which the reading of the file uses: no wide copy is ever made.
     void ParseStructureText(std::string_view utf8);
@@ -305,8 +301,8 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     bool m_structurePending;
     std::vector<CString> m_errorLog;
     std::vector<CString> m_importLog;
-    // Reading the file failed: the database holds only part of it, so the
-    // destructor must not write it back over the file.
+    // Reading the file failed: the database holds only part of it, so it is
+    // never written back over the file (WouldOverwriteUnreadSource).
     bool m_readFailed;
     // Every entry before this registry position has its data (or is a
     // query), so finding the next table to read never starts from the front.

@@ -6,45 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "tests/model/tables.h"
-
-// A fresh directory, removed with everything in it at the end of the test.
-class ScratchDir {
-  public:
-    ScratchDir() {
-        std::string pattern = ::testing::TempDir() + "korvan-db-XXXXXX";
-        m_path = mkdtemp(pattern.data());
-    }
-    ~ScratchDir() {
-        std::error_code ignored;
-        std::filesystem::permissions(m_path, std::filesystem::perms::owner_all, ignored);
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string Path(const std::string& name) const { return m_path + "/" + name; }
-    CString File(const std::string& name) const { return CString(Path(name).c_str()); }
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
-};
-
-inline void WriteBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
+#include "tests/platform/scratch_dir.h"
 
 // Runs f and returns the message of the DbException it throws ("" when it
 // throws none).

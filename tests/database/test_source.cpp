@@ -2,11 +2,15 @@
 // streaming reader with its handling of damaged input.
 #include "files.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <tuple>
 #include <vector>
+
+#include "tests/platform/faulty_files.h"
+
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -73,14 +77,38 @@ TEST_F(SourceSettings, ChecksClassificationAndNames) {
     EXPECT_EQ(DbErrorOf([&] { DbSource source(nullptr, dir.File("none.xml")); }),
               "Korvan exception thrown\r\nFile: Db_Source @ 222\r\nMessage: Invalid source file '" +
                   dir.Path("none.xml") + "'");
-    mkdir(dir.Path("folder.xml").c_str(), 0755);
-    EXPECT_NE(DbErrorOf([&] { DbSource source(nullptr, dir.File("folder.xml")); }), "");
-    if (geteuid() != 0) {  // root may write anything
-        chmod(dir.Path("cat.xml").c_str(), 0444);
+    {
+        // A file that cannot be written is accepted and marked read only.
+        FaultyFiles faults;
+        faults.failCheckWritable = true;
+        korvan::ScopedFileSystem use(faults);
         DbSource source(nullptr, dir.File("cat.xml"));
         EXPECT_TRUE(source.IsReadOnly());
         EXPECT_TRUE(source.IsValid());
+        EXPECT_EQ(ReadBytes(dir.Path("cat.xml")), "<database/>");
     }
+#if !defined(_WIN32)
+    // Only regular files are databases: the check neither waits for a
+    // writer of a FIFO nor reads a device. The alarm turns a hang into a
+    // failure.
+    std::filesystem::create_directory(dir.Path("folder.xml"));
+    mkfifo(dir.Path("fifo.xml").c_str(), 0666);
+    std::filesystem::create_symlink("/dev/zero", dir.Path("zero.xml"));
+    alarm(30);
+    for (const char* name : {"folder.xml", "fifo.xml", "zero.xml"}) {
+        for (bool sequential : {false, true}) {
+            const std::string failure = DbErrorOf([&] {
+                DbDatabase db(dir.File(name));
+                db.GetSource()->SetSequentialAccess(sequential);
+                db.GetTablesCount();
+            });
+            EXPECT_NE(failure.find("Invalid source file '" + dir.Path(name) + "'"),
+                      std::string::npos)
+                << failure;
+        }
+    }
+    alarm(0);
+#endif
 
     // A new file is XML whatever it is called while ForceXML is set, and
     // never mdb. Without ForceXML ("cat" would become "xml") its name stays.
@@ -147,6 +175,33 @@ TEST_F(SourceSettings, StreamingReaderAndCopiesAreIndependentOfChunkSize) {
         EXPECT_FALSE(ahead.ExtractXmlNode(L"\\database\\Body\\data\\table", text));
         EXPECT_TRUE(ahead.IsEof());
         EXPECT_FALSE(source.ExtractXmlNode(L"\\database\\body\\structure", text));
+    }
+
+    // Short reads change nothing; a read that fails ends the stream with the
+    // reason.
+    DbSource::MaxBufferSize = 64;
+    for (uint64_t failAfter : {uint64_t{0}, uint64_t{100}, UINT64_MAX}) {
+        SCOPED_TRACE(failAfter);
+        FaultyFiles faults;
+        faults.readLimit = 5;
+        faults.failReadAfter = failAfter;
+        korvan::ScopedFileSystem use(faults);
+        DbSource source(nullptr, dir.File("doc.xml"));
+        size_t extracted = 0;
+        const std::string failure = DbErrorOf([&] {
+            CString text;
+            while (source.ExtractXmlNode(L"\\database\\body\\data\\table", text)) {
+                ++extracted;
+            }
+        });
+        EXPECT_EQ(extracted, failAfter == UINT64_MAX ? 2u : 0u);
+        EXPECT_EQ(failure.empty(), failAfter == UINT64_MAX);
+        if (failAfter != UINT64_MAX) {
+            EXPECT_NE(failure.find("Cannot read '" + dir.Path("doc.xml") + "': injected: read"),
+                      std::string::npos)
+                << failure;
+            EXPECT_TRUE(source.IsEof());
+        }
     }
 }
 

@@ -6,17 +6,14 @@
 
 #include <gmock/gmock.h>
 
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <map>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
+
+#include "tests/platform/faulty_files.h"
 
 namespace {
 
@@ -81,26 +78,36 @@ class Reader : public DbDatabase {
     using DbDatabase::LoadTables;
 };
 
-// Reads every table, then changes the database; the outcome is the message
-// of the DbException thrown, or the log when a table's rows could not be
-// read, or "".
+// Reads every table; the outcome is the message of the DbException thrown,
+// or the log when a table's rows could not be read, or "". The database is
+// then changed and saved to its file under two spellings: after a failed
+// read both saves must be refused.
 std::string ReadOutcome(const std::string& path, bool sequential) {
-    std::string outcome;
-    const std::string failure = DbErrorOf([&] {
-        Reader db(CString(path.c_str()));
-        db.GetSource()->SetSequentialAccess(sequential);
+    const CString file(path.c_str());
+    Reader db(file);
+    db.GetSource()->SetSequentialAccess(sequential);
+    std::string logged;
+    const std::string thrown = DbErrorOf([&] {
         for (size_t i = 0; i < static_cast<size_t>(db.GetTablesCount()); ++i) {
             if (db.GetTableData(i)->GetRows() == nullptr) {
-                outcome = db.GetErrorLog().ToUtf8();
+                logged = db.GetErrorLog().ToUtf8();
             }
         }
-        const std::string loading = DbErrorOf([&] { db.LoadTables(); });
-        outcome = loading.empty() ? outcome : loading;
+        db.LoadTables();
+    });
+    DbErrorOf([&] {
         db.CreateTable(L"new", DbTableInfo::TABLE)
             ->descr->CreateField(L"x", false, DbFieldDescr::ftText);
-        EXPECT_TRUE(db.IsChanged());
     });
-    return failure.empty() ? outcome : failure;
+    const std::filesystem::path name(path);
+    const std::string otherSpelling = (name.parent_path() / "." / name.filename()).string();
+    for (const std::string& target : {path, otherSpelling}) {
+        EXPECT_FALSE(db.Save(CString(target.c_str())));
+        EXPECT_EQ(testtables::TakeLog(db).back(),
+                  "Database not saved to '" + target +
+                      "': reading that file failed, and the database does not hold all of it");
+    }
+    return thrown.empty() ? logged : thrown;
 }
 
 }  // namespace
@@ -130,6 +137,25 @@ TEST(XmlFile, WrittenFilesReadBackEqualInBothModes) {
         ASSERT_TRUE(db.Save(dir.File("again.xml")));
         EXPECT_EQ(ReadBytes(dir.Path("again.xml")), bytes);
     }
+
+    // A read that fails is refused with the reason, and the changed database
+    // does not write over the file.
+    for (bool sequential : {false, true}) {
+        SCOPED_TRACE(sequential);
+        FaultyFiles files;
+        korvan::ScopedFileSystem use(files);
+        files.failReadAfter = 200;
+        DbDatabase failing(dir.File("types.xml"));
+        failing.GetSource()->SetSequentialAccess(sequential);
+        const std::string failure = DbErrorOf([&] { failing.GetTablesCount(); });
+        EXPECT_NE(failure.find("Cannot read '" + dir.Path("types.xml") + "': injected: read"),
+                  std::string::npos)
+            << failure;
+        failing.CreateTable(L"new", DbTableInfo::TABLE)
+            ->descr->CreateField(L"x", false, DbFieldDescr::ftText);
+        EXPECT_TRUE(failing.IsChanged());
+    }
+    EXPECT_EQ(ReadBytes(dir.Path("types.xml")), bytes);
 }
 
 // Hand-written files are read by position: body data goes to the body
@@ -314,33 +340,44 @@ TEST(XmlFile, SaveFollowsTheExtensionAndNeverLosesTheOldFile) {
     };
     EXPECT_EQ(entries(), 2);  // "out.Xml" and "big.xml"
 
-    // The file system refuses to take the whole document.
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit limit;
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlimit small = {4096, limit.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    const bool saved = db.Save(dir.File("big.xml"));
-    setrlimit(RLIMIT_FSIZE, &limit);
-    EXPECT_FALSE(saved);
-    EXPECT_EQ(ReadBytes(dir.Path("big.xml")), previous);
-    EXPECT_EQ(entries(), 2);
-    EXPECT_EQ(testtables::TakeLog(db).back(),
-              "Database not saved to '" + dir.Path("big.xml") + "': File too large");
+    // Every fault of the file system: the save fails with the reason logged
+    // and nothing is left beside the file, which before the rename is the
+    // previous one byte for byte. A failed directory sync comes after it:
+    // the new file is in place, but may not survive a crash.
+    const std::tuple<void (*)(FaultyFiles&), const char*, bool> faults[] = {
+        {[](FaultyFiles& f) { f.failCheckWritable = true; }, "injected: not writable", false},
+        {[](FaultyFiles& f) { f.failCreate = true; }, "injected: create", false},
+        {[](FaultyFiles& f) { f.failWrite = 1; }, "injected: write", false},
+        {[](FaultyFiles& f) { f.failWrite = 3; }, "injected: write", false},
+        {[](FaultyFiles& f) { f.failSync = true; }, "injected: sync", false},
+        {[](FaultyFiles& f) { f.failClose = true; }, "injected: close", false},
+        {[](FaultyFiles& f) { f.failRename = true; }, "injected: rename", false},
+        {[](FaultyFiles& f) { f.failSyncDirectory = true; }, "injected: directory sync", true},
+    };
+    for (const auto& [arm, reason, replaced] : faults) {
+        SCOPED_TRACE(reason);
+        WriteBytes(dir.Path("big.xml"), previous);
+        FaultyFiles files;
+        arm(files);
+        korvan::ScopedFileSystem use(files);
+        EXPECT_FALSE(db.Save(dir.File("big.xml")));
+        EXPECT_EQ(ReadBytes(dir.Path("big.xml")) == previous, !replaced);
+        EXPECT_EQ(entries(), 2);
+        EXPECT_EQ(testtables::TakeLog(db).back(),
+                  "Database not saved to '" + dir.Path("big.xml") + "': " + reason);
+        EXPECT_TRUE(db.IsChanged());
+    }
 
     // The target cannot be replaced: it is a directory.
     std::filesystem::create_directory(dir.Path("taken.xml"));
     EXPECT_FALSE(db.Save(dir.File("taken.xml")));
     EXPECT_TRUE(std::filesystem::is_directory(dir.Path("taken.xml")));
+    EXPECT_EQ(testtables::TakeLog(db).back(),
+              "Database not saved to '" + dir.Path("taken.xml") + "': Is a directory");
     EXPECT_EQ(entries(), 3);
 
-    if (geteuid() != 0) {  // root may write anywhere
-        chmod(dir.path().c_str(), 0555);
-        EXPECT_FALSE(db.Save(dir.File("big.xml")));
-        chmod(dir.path().c_str(), 0755);
-        EXPECT_EQ(ReadBytes(dir.Path("big.xml")), previous);
-    }
     ASSERT_TRUE(db.Save(dir.File("big.xml")));
+    EXPECT_FALSE(db.IsChanged());
     EXPECT_EQ(entries(), 3);
 
     // Header tables only: "body" holds an empty "structure" and "data".

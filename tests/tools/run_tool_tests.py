@@ -42,8 +42,17 @@ def finish(args, code, out, err):
     return code, out, err
 
 
-def run(*args):
-    p = subprocess.run([TOOL, *args], capture_output=True, env=ENV, timeout=300)
+def run(*args, timeout=300, user=None):
+    """Runs the tool; user is a (uid, gid) to run it as, for permission checks."""
+    def drop_privileges():
+        os.setgid(user[1])
+        os.setuid(user[0])
+    try:
+        p = subprocess.run([TOOL, *args], capture_output=True, env=ENV, timeout=timeout,
+                           preexec_fn=drop_privileges if user else None)
+    except subprocess.TimeoutExpired:
+        check(False, f"{' '.join(args)}: still running after {timeout} s")
+        return None, "", ""
     return finish(args, p.returncode, p.stdout, p.stderr)
 
 
@@ -143,7 +152,11 @@ CASES = [
     (["query", "--limit", "-1", "i_beams"], 2, "", ""),
     (["tables", EXAMPLE, "extra.xml"], 2, "", ""),
     (["--example", "tables", EXAMPLE], 2, "", "--example"),
-    (["tables", MISSING], 1, "", "Invalid source file"),
+    (["tables", MISSING], 1, "", f"Invalid source file '{MISSING}': No such file or directory"),
+    (["query", EXAMPLE, ""], 2, "", "empty argument"),
+    (["schema", EXAMPLE, ""], 2, "", "empty argument"),
+    (["tables", ""], 2, "", "empty argument"),
+    (["export", "i_beams", "-o", ""], 2, "", "empty argument"),
     (["tables", NOT_XML], 1, "", "Korvan exception thrown"),
     (["tables", TRUNCATED], 1, "", "Korvan exception thrown"),
     (["tables", NOT_DATABASE], 1, "", "not a database file"),
@@ -174,6 +187,57 @@ for tenth in range(1, 10):
     open(TRUNCATED, "wb").write(example_bytes[: len(example_bytes) * tenth // 10])
     run("tables", TRUNCATED)
     run_on_terminal("tables", TRUNCATED)
+
+# ---------------------------------------------------------------------------
+# Only regular files are catalogues: anything else is refused at once (the
+# timeout catches a tool that waits for a FIFO's writer or reads /dev/zero
+# forever), with the library's message and then the reason in plain words.
+
+FOLDER = os.path.join(work, "folder.xml")
+os.mkdir(FOLDER)
+FIFO = os.path.join(work, "fifo.xml")
+os.mkfifo(FIFO)
+ZERO = os.path.join(work, "zero.xml")
+os.symlink("/dev/zero", ZERO)
+for path, reason in ((FOLDER, "Is a directory"), (FIFO, "not a regular file"),
+                     (ZERO, "not a regular file"), ("/dev/zero", "not a regular file"),
+                     (os.path.join(work, "missing.mdb"), "No such file or directory")):
+    shown = path[:-3] + "xml" if path.endswith(".mdb") else path
+    for args in (["tables", path], ["query", path, "i_beams"]):
+        code, _, err = run(*args, timeout=20)
+        check(code == 1 and f"Invalid source file '{shown}': {reason}" in err,
+              f"{args}: {code}\n{err}")
+
+# Permissions, checked as an unprivileged user when the tests run as root
+# (who may read and write anything) and that user can reach the tool.
+user = (65534, 65534) if os.geteuid() == 0 else None
+private = os.path.join(work, "private")
+os.mkdir(private)
+UNREADABLE = os.path.join(private, "unreadable.xml")
+open(UNREADABLE, "wb").write(example_bytes)
+READ_ONLY = os.path.join(private, "read-only")
+os.mkdir(READ_ONLY)
+KEPT = os.path.join(READ_ONLY, "kept.csv")
+open(KEPT, "w").write("keep")
+for path in (private, UNREADABLE, READ_ONLY, KEPT):
+    if user:
+        os.chown(path, *user)
+os.chmod(work, 0o755)
+os.chmod(UNREADABLE, 0o000)
+os.chmod(READ_ONLY, 0o555)
+if run("tables", EXAMPLE, user=user)[0] != 0:
+    print("skipped: permission checks (the unprivileged user cannot run the tool here)",
+          file=sys.stderr)
+else:
+    code, _, err = run("tables", UNREADABLE, user=user)
+    check(code == 1 and f"Invalid source file '{UNREADABLE}': Permission denied" in err,
+          f"unreadable file: {code}\n{err}")
+    for target in (KEPT, os.path.join(READ_ONLY, "new.csv")):
+        code, _, err = run("export", EXAMPLE, "i_beams", "-o", target, user=user)
+        check(code == 1 and f"cannot write '{target}': Permission denied" in err,
+              f"export into a read-only directory: {code}\n{err}")
+    check(open(KEPT).read() == "keep" and os.listdir(READ_ONLY) == ["kept.csv"],
+          f"read-only directory changed: {os.listdir(READ_ONLY)}")
 
 # ---------------------------------------------------------------------------
 # The example catalogue: the query agrees with the whole table.
@@ -219,7 +283,21 @@ check(run("export", "nowhere", "-o", target)[0] == 1, "export of an unknown tabl
 check(open(target).read() == "keep", "a failed export replaced the file")
 check(os.listdir(os.path.dirname(target)) == ["i_beams.csv"], "export left a temporary file")
 code, _, err = run("export", "i_beams", "-o", os.path.join(work, "no", "such.csv"))
-check(code == 1 and "cannot write" in err, f"export into a missing directory: {code} {err}")
+check(code == 1 and "cannot write" in err and "No such file or directory" in err,
+      f"export into a missing directory: {code} {err}")
+
+# A writer killed mid-export leaves "OUT.tmpPID-N"; the next export to OUT
+# removes it once that process is gone, and keeps a running writer's.
+finished = subprocess.Popen(["true"])
+finished.wait()
+stale = f"{target}.tmp{finished.pid}-0"
+running = f"{target}.tmp{os.getpid()}-0"
+for path in (stale, running):
+    open(path, "w").write("left over")
+check(run("export", "i_beams", "-o", target)[0] == 0, "export beside left-over temporaries")
+check(sorted(os.listdir(os.path.dirname(target))) == sorted(["i_beams.csv", os.path.basename(running)]),
+      f"temporaries after export: {os.listdir(os.path.dirname(target))}")
+os.remove(running)
 
 # ---------------------------------------------------------------------------
 # Awkward texts: quoting, empty texts, escapes, wide and combining
@@ -261,6 +339,7 @@ check([(f["field"], f["type"], f["key"]) for f in json.loads(out)] ==
       [("id", "long", True), ("label", "text", False), ("note", "text", False),
        ("ok", "boolean", False), ("ratio", "double", False)], f"schema\n{out}")
 
+os.chmod(READ_ONLY, 0o755)
 shutil.rmtree(work)
 for failure in failures:
     print("FAIL:", failure, file=sys.stderr)
