@@ -3,6 +3,8 @@
 #include "model/Db_TableXml.h"
 
 #include "model/Db_Exception.h"
+#include "model/Db_FieldTypes.h"
+#include "model/Db_NameKey.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -21,19 +23,8 @@ bool IsKnownFieldType(const char* text) {
         std::strlen(text) > 5) {
         return false;
     }
-    switch (std::atoi(text)) {
-        case VT_I2:
-        case VT_I4:
-        case VT_R4:
-        case VT_R8:
-        case VT_DATE:
-        case VT_BSTR:
-        case VT_BOOL:
-        case VT_ARRAY | VT_UI1:
-            return true;
-        default:
-            return false;
-    }
+    const int vt = std::atoi(text);
+    return vt <= 0xFFFF && IsColumnVariantType(static_cast<VARTYPE>(vt));
 }
 
 }  // namespace
@@ -72,7 +63,7 @@ CString TableXml::CheckStructure(pugi::xml_node table) const {
                          StringBuilder(L"Unexpected content in the structure of table '%s' in '%s'",
                                        name.GetString(), m_file.GetString()));
         }
-        CString fieldName(field.attribute("name").value());
+        const CString fieldName(field.attribute("name").value());
         if (fieldName.IsEmpty()) {
             KORVAN_THROW(kSource, StringBuilder(L"A field of table '%s' in '%s' has no name",
                                                 name.GetString(), m_file.GetString()));
@@ -83,7 +74,7 @@ CString TableXml::CheckStructure(pugi::xml_node table) const {
                                        fieldName.GetString(), name.GetString(), m_file.GetString(),
                                        field.attribute("type").value()));
         }
-        if (!seen.insert(fieldName.MakeLower()).second) {
+        if (!seen.insert(NameKey(fieldName)).second) {
             KORVAN_THROW(kSource,
                          StringBuilder(L"Field '%S' of table '%s' in '%s' is defined twice",
                                        field.attribute("name").value(), name.GetString(),
