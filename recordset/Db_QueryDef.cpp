@@ -1,6 +1,8 @@
 // DbQueryDef: a named query text, verified against its database.
 #include <korvan/recordset.h>
 
+#include "model/Db_Exception.h"
+
 DbQueryDef::DbQueryDef(DbDatabase* db) : m_database(db) {}
 
 DbQueryDef::~DbQueryDef() = default;
@@ -18,8 +20,7 @@ void DbQueryDef::Create(CString name, CString sql) {
     m_queryName = name;
     m_sql = sql;
     if (m_database == nullptr || !m_database->VerifySQL(sql)) {
-        throw new DbException("Db_QueryDef", __LINE__,
-                              StringBuilder(L"Invalid '%s' query", sql.GetString()));
+        KORVAN_THROW("Db_QueryDef", StringBuilder(L"Invalid '%s' query", sql.GetString()));
     }
 }
 

@@ -2,11 +2,12 @@
 // current indexes, and the transfer of rows to and from bound members.
 #include <korvan/recordset.h>
 
+#include "model/Db_Exception.h"
+
 #include <algorithm>
 #include <climits>
 #include <numeric>
 
-#include "platform/unicode.h"
 #include "query/Db_InsertionOrder.h"
 
 uint64_t DbRecordset::bookmarkid = 0;
@@ -93,7 +94,7 @@ bool DbRecordset::Open(CString sql) {
 
 bool DbRecordset::Open(DbTableDef* def) {
     if (def == nullptr) {
-        throw new DbException("Db_Recordset", __LINE__, L"tableDef object not defined");
+        KORVAN_THROW("Db_Recordset", L"tableDef object not defined");
     }
     if (!def->IsOpen()) {
         return false;
@@ -104,7 +105,7 @@ bool DbRecordset::Open(DbTableDef* def) {
 
 bool DbRecordset::Open(DbQueryDef* def) {
     if (def == nullptr) {
-        throw new DbException("Db_Recordset", __LINE__, L"queryDef object not defined");
+        KORVAN_THROW("Db_Recordset", L"queryDef object not defined");
     }
     if (!def->IsOpen()) {
         return false;

@@ -3,6 +3,8 @@
 // fields.
 #include <korvan/recordset.h>
 
+#include "model/Db_Exception.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -218,9 +220,8 @@ void WriteBool(CComVariant& field, void* member) {
 void DbRecordset::MapClassMember(CString name, void* member, Reader reader, Writer writer) {
     const int field = GetFieldIndex(name);
     if (field < 0) {
-        throw new DbException("Db_Recordset", __LINE__,
-                              StringBuilder(L"Column '%s' not found in table '%s'",
-                                            name.GetString(), m_tableName.GetString()));
+        KORVAN_THROW("Db_Recordset", StringBuilder(L"Column '%s' not found in table '%s'",
+                                                   name.GetString(), m_tableName.GetString()));
     }
     // The first binding of a member stays.
     if (member != nullptr) {
@@ -262,22 +263,22 @@ void DbRecordset::MapClassMember(CString name, bool* member) {
 
 bool DbRecordset::IsFieldNull(void* member) {
     if (IsEOF() || IsBOF()) {
-        throw new DbException("Db_Recordset", __LINE__, L"Out of recordset range");
+        KORVAN_THROW("Db_Recordset", L"Out of recordset range");
     }
     DbFieldValue* cell = BoundCell(member);
     if (cell == nullptr) {
-        throw new DbException("Db_Recordset", __LINE__, L"IsFieldNull invalid field binding");
+        KORVAN_THROW("Db_Recordset", L"IsFieldNull invalid field binding");
     }
     return cell->IsNull();
 }
 
 void DbRecordset::SetFieldNull(void* member) {
     if (IsEOF() || IsBOF()) {
-        throw new DbException("Db_Recordset", __LINE__, L"SetFieldNull out of recordset range");
+        KORVAN_THROW("Db_Recordset", L"SetFieldNull out of recordset range");
     }
     DbFieldValue* cell = BoundCell(member);
     if (cell == nullptr) {
-        throw new DbException("Db_Recordset", __LINE__, L"SetFieldNull invalid field binding");
+        KORVAN_THROW("Db_Recordset", L"SetFieldNull invalid field binding");
     }
     cell->SetNull(true);
 }

@@ -1,6 +1,8 @@
 // DbRecordset: the add/edit/update/delete cycle and single field values.
 #include <korvan/recordset.h>
 
+#include "model/Db_Exception.h"
+
 #include <climits>
 #include <iterator>
 #include <vector>
@@ -46,9 +48,8 @@ bool DbRecordset::CanUpdate() {
 
 void DbRecordset::Update() {
     if (!CanUpdate()) {
-        throw new DbException(
-            "Db_Recordset", __LINE__,
-            L"Read only recordset (or database), cannot be modified (Update operation)");
+        KORVAN_THROW("Db_Recordset",
+                     L"Read only recordset (or database), cannot be modified (Update operation)");
     }
     if (m_editMode == 1) {
         m_cursor = static_cast<LONG>(m_tableData->AddRow());
@@ -67,9 +68,8 @@ void DbRecordset::Update() {
 
 void DbRecordset::Delete() {
     if (!CanUpdate()) {
-        throw new DbException(
-            "Db_Recordset", __LINE__,
-            L"Read only recordset (or database), cannot be modified (Delete operation)");
+        KORVAN_THROW("Db_Recordset",
+                     L"Read only recordset (or database), cannot be modified (Delete operation)");
     }
     m_editMode = 3;
     const int64_t row = RemapRowIndex(m_cursor);
@@ -106,12 +106,11 @@ void DbRecordset::Delete() {
 void DbRecordset::GetFieldValue(uint64_t i, CComVariant& value) {
     const DbTableRow* row = IsBOF() || IsEOF() ? nullptr : RowAt(m_cursor);
     if (row == nullptr) {
-        throw new DbException("Db_Recordset", __LINE__, L"Out of recordset range");
+        KORVAN_THROW("Db_Recordset", L"Out of recordset range");
     }
     if (i >= row->GetFieldCount()) {
-        throw new DbException("Db_Recordset", __LINE__,
-                              StringBuilder(L"Column '%d' not found in table '%s'",
-                                            static_cast<int>(i), m_tableName.GetString()));
+        KORVAN_THROW("Db_Recordset", StringBuilder(L"Column '%d' not found in table '%s'",
+                                                   static_cast<int>(i), m_tableName.GetString()));
     }
     value = row->GetField(i).GetValue();
 }
@@ -119,9 +118,8 @@ void DbRecordset::GetFieldValue(uint64_t i, CComVariant& value) {
 void DbRecordset::GetFieldValue(CString name, CComVariant& value) {
     const int field = GetFieldIndex(name);
     if (field < 0) {
-        throw new DbException("Db_Recordset", __LINE__,
-                              StringBuilder(L"Column '%s' not found in table '%s'",
-                                            name.GetString(), m_tableName.GetString()));
+        KORVAN_THROW("Db_Recordset", StringBuilder(L"Column '%s' not found in table '%s'",
+                                                   name.GetString(), m_tableName.GetString()));
     }
     GetFieldValue(static_cast<uint64_t>(field), value);
 }
@@ -134,8 +132,7 @@ CComVariant DbRecordset::GetFieldValue(CString name) {
 
 void DbRecordset::SetFieldValue(uint64_t i, CComVariant& value) {
     if (m_editMode != 1 && m_editMode != 2) {
-        throw new DbException("Db_Recordset", __LINE__,
-                              L"SetFieldValue(...) without proper update operation");
+        KORVAN_THROW("Db_Recordset", L"SetFieldValue(...) without proper update operation");
     }
     m_pendingValues[i] = value;
 }

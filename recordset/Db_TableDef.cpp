@@ -2,6 +2,8 @@
 // appended to the database.
 #include <korvan/recordset.h>
 
+#include "model/Db_Exception.h"
+
 DbTableDef::DbTableDef(DbDatabase* db)
     : m_database(db), m_tableDescr(nullptr), m_tableData(nullptr), m_pendingTable(nullptr) {}
 
@@ -131,8 +133,7 @@ uint64_t DbTableDef::GetFieldCount() {
 
 LONG DbTableDef::GetRecordCount() {
     if (m_tableData == nullptr) {
-        throw new DbException("Db_TableDef", __LINE__,
-                              L"Did you forgot to call DbTableDef::Open() first ?");
+        KORVAN_THROW("Db_TableDef", L"Did you forgot to call DbTableDef::Open() first ?");
     }
     return static_cast<LONG>(m_tableData->size());
 }
