@@ -200,6 +200,25 @@ bool TextCollator::CompareAscii(std::wstring_view left, std::wstring_view right,
     return true;
 }
 
+// The primary ranks, then (case not ignored) a 0 byte and the tertiary
+// ranks, every rank one up so that no rank is 0: a text whose primary weights
+// run on past another's is greater, and equal primary weights leave the
+// order to the tertiary ones, as in CompareAscii.
+bool TextCollator::AsciiSortKey(std::wstring_view text, bool ignoreCase, std::string& key) const {
+    if (!m_asciiUsable || !AllPrintableAscii(text)) {
+        return false;
+    }
+    key.assign(ignoreCase ? text.size() : text.size() * 2 + 1, '\0');
+    for (size_t i = 0; i < text.size(); ++i) {
+        const size_t c = static_cast<size_t>(text[i] - kFirstPrintable);
+        key[i] = static_cast<char>(m_primary[c] + 1);
+        if (!ignoreCase) {
+            key[text.size() + 1 + i] = static_cast<char>(m_tertiary[c] + 1);
+        }
+    }
+    return true;
+}
+
 bool TextCollator::AsciiTablesApply() const {
     UErrorCode status = U_ZERO_ERROR;
     const bool plain =

@@ -33,6 +33,10 @@ class TextCollator {
     // (case not ignored) have equal keys, so a hash of the key suits
     // containers keyed by collation equality.
     std::string SortKey(std::wstring_view text);
+    // For a text of printable ASCII, where the shortcut applies: a key whose
+    // byte order (unsigned) is the order of Compare, made without calling
+    // ICU. False for any other text.
+    bool AsciiSortKey(std::wstring_view text, bool ignoreCase, std::string& key) const;
 
   private:
     TextCollator(UCollator* collator, std::string localeName);

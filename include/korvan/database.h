@@ -260,6 +260,20 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     bool VerifySQL(CString sql);
     bool Query(CString sql, CString& name);
 
+    // Joins of two tables on "field1 op field2" into a QUERY entry named
+    // after the join ("t1 INNER JOIN t2 ON f1 = f2"), whose name is returned.
+    // The fields of table1, then those of table2, are named "table.field"
+    // (without the prefix for a query). The searched table gets an index
+    // "LABEL" on its join field (an existing "LABEL" is kept) and is sought
+    // with op for the join value of every row of the other table.
+    // inner_join scans the table with more rows (table2 when equal) and adds
+    // one row per hit; right_join scans table2 and adds one row for each of
+    // its rows, with table1's fields left at their defaults on a miss.
+    // left_join does nothing and returns "".
+    CString inner_join(CString table1, CString table2, CString field1, CString op, CString field2);
+    CString right_join(CString table1, CString table2, CString field1, CString op, CString field2);
+    CString left_join(CString table1, CString table2, CString field1, CString op, CString field2);
+
   protected:
     void ReadHeader();
     void ReadStructure();
@@ -285,6 +299,9 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
   private:
     friend class DbSource;
     friend class DbSerializer;
+    // Recordsets and table definitions write their lines into the log.
+    friend class DbRecordset;
+    friend class DbTableDef;
 
     void SetReadFailed() override;
 
