@@ -29,6 +29,13 @@ class TextCollator {
     // Texts that Compare calls equal (case not ignored) have equal keys, so a
     // hash of the key suits containers keyed by collation equality.
     virtual std::string SortKey(std::wstring_view text) = 0;
+    // For a text of printable ASCII: a key whose byte order (unsigned) is the
+    // order of Compare, made without a call into the system. False where the
+    // collator has no such shortcut, and for any other text.
+    virtual bool AsciiSortKey(std::wstring_view /*text*/, bool /*ignoreCase*/,
+                              std::string& /*key*/) const {
+        return false;
+    }
 };
 
 }  // namespace korvan

@@ -110,6 +110,30 @@ DbDatabase& Session::Open(const std::string& file) {
     return *m_db;
 }
 
+DbDatabase& Session::OpenOrCreate(const std::string& file) {
+    std::error_code error;
+    if (file.empty() || std::filesystem::exists(file, error)) {
+        return Open(file);
+    }
+    m_file = file;
+    m_db = std::make_unique<DbDatabase>();
+    m_db->Create(CString(file.c_str()));
+    return *m_db;
+}
+
+void Session::OpenRecordset(DbRecordset& recordset, const std::string& table) {
+    const DbTableInfo* info = m_db->GetTableInfo(CString(table.c_str()));
+    if (info == nullptr) {
+        NoSuchTable(table);
+    }
+    // A name is taken for a SELECT when it holds the word; the statement
+    // that answers with the whole table serves for those.
+    recordset.SetDatabase(m_db.get());
+    if (!recordset.Open(info->name) && !recordset.Open(L"select * from [" + info->name + L"]")) {
+        Fail("table '" + table + "' cannot be opened", TakeLog());
+    }
+}
+
 void Session::LoadTables() {
     const int count = m_db->GetTablesCount();
     const double start = korvan::MonotonicSeconds();

@@ -314,7 +314,29 @@ void AddFormatOption(CLI::App& app, Format& format) {
         ->option_text("FORMAT");
 }
 
+void AddLimitOption(CLI::App& app, uint64_t& limit) {
+    app.add_option("-n,--limit", limit, "print at most N rows")
+        ->check(CLI::Validator(
+            [](std::string& n) {
+                return !n.empty() && n.find_first_not_of("0123456789") == std::string::npos
+                           ? std::string()
+                           : "a count of rows is a whole number, 0 or more";
+            },
+            ""))
+        ->option_text("N");
+}
+
 void WriteRows(const DbTableDescr& descr, const DbRows& rows, RowWriter& writer, uint64_t limit) {
+    std::vector<const DbTableRow*> list;
+    const uint64_t count = std::min(rows.GetRowsCount(), limit);
+    for (uint64_t r = 0; r < count; ++r) {
+        list.push_back(rows.GetRow(static_cast<int>(r)));
+    }
+    WriteRows(descr, list, writer);
+}
+
+void WriteRows(const DbTableDescr& descr, const std::vector<const DbTableRow*>& rows,
+               RowWriter& writer) {
     const size_t fields = descr.GetFieldCount();
     std::vector<Column> columns;
     for (size_t i = 0; i < fields; ++i) {
@@ -323,12 +345,10 @@ void WriteRows(const DbTableDescr& descr, const DbRows& rows, RowWriter& writer,
             {field.GetName().ToUtf8(), DbFieldDescr::IsNumericType(field.GetDbType())});
     }
     writer.Begin(columns);
-    const uint64_t count = std::min(rows.GetRowsCount(), limit);
     std::vector<Cell> cells(fields);
-    for (uint64_t r = 0; r < count; ++r) {
-        const DbTableRow& row = *rows.GetRow(static_cast<int>(r));
+    for (const DbTableRow* row : rows) {
         for (size_t i = 0; i < fields; ++i) {
-            cells[i] = i < row.GetFieldCount() ? Cell::Of(row[i]) : Cell{};
+            cells[i] = i < row->GetFieldCount() ? Cell::Of((*row)[i]) : Cell{};
         }
         writer.Row(cells);
     }

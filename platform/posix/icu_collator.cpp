@@ -257,6 +257,32 @@ bool IcuCollator::CompareAscii(std::wstring_view left, std::wstring_view right, 
     return true;
 }
 
+// The key of CompareAscii's order: the primary ranks of the characters that
+// have one, a 0 byte, then the third-level ranks of all characters, every
+// rank one up so that no rank is 0. A text whose primary weights run on past
+// another's is greater, and equal primary weights leave the order to the
+// third-level ones, compared position by position and then by length.
+bool IcuCollator::AsciiSortKey(std::wstring_view text, bool ignoreCase, std::string& key) const {
+    if (!m_asciiUsable || !AllPrintableAscii(text)) {
+        return false;
+    }
+    key.clear();
+    key.reserve(text.size() * 2 + 1);
+    auto index = [ignoreCase](wchar_t ch) {
+        return static_cast<size_t>((ignoreCase ? ToLowerSimple(ch) : ch) - kFirstPrintable);
+    };
+    for (wchar_t ch : text) {
+        if (m_primary[index(ch)] != kIgnorable) {
+            key += static_cast<char>(m_primary[index(ch)] + 1);
+        }
+    }
+    key += '\0';
+    for (wchar_t ch : text) {
+        key += static_cast<char>(m_tertiary[index(ch)] + 1);
+    }
+    return true;
+}
+
 bool IcuCollator::AsciiTablesApply() const {
     UErrorCode status = U_ZERO_ERROR;
     const bool plain =

@@ -28,6 +28,7 @@ class IcuCollator final : public TextCollator {
     // The same through ICU alone.
     int CompareWithIcu(std::wstring_view left, std::wstring_view right, bool ignoreCase);
     std::string SortKey(std::wstring_view text) override;
+    bool AsciiSortKey(std::wstring_view text, bool ignoreCase, std::string& key) const override;
 
   private:
     IcuCollator(UCollator* collator, std::string localeName);

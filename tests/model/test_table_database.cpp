@@ -91,11 +91,15 @@ TEST_F(InDatabase, PendingRowsAreParsedOnFirstAccess) {
     EXPECT_EQ(data->size(), 2u);  // parsed once only
     EXPECT_TRUE(TakeLog(db).empty());
 
+    // The data is named by the registry, also after a rename, whatever the
+    // element says.
     DbTableData* single = db.CreateTable(L"Single", DbTableInfo::TABLE)->data;
-    single->SetXmlSource(L"<table name='Single'><row/></table>");
+    single->SetXmlSource(L"<table name='Other'><row/></table>");
+    ASSERT_TRUE(db.RenameTable(L"single", L"One"));
     EXPECT_NE(single->GetRow(0), nullptr);
     EXPECT_THAT(TakeLog(db), ElementsAre(StartsWith("Table 'Single' created"),
-                                         StartsWith("Table 'Single' [1 row] data parsed in: ")));
+                                         StartsWith("Table 'Single' renamed to 'One'"),
+                                         StartsWith("Table 'One' [1 row] data parsed in: ")));
 }
 
 TEST_F(InDatabase, FailedParseLeavesTheRowsUnavailable) {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "platform/display_width.h"
+#include "platform/number_parse.h"
 #include "platform/posix/icu_collator.h"
 #include "platform/posix/number_format.h"
-#include "platform/number_parse.h"
 #include "platform/unicode.h"
 #include "platform/utf.h"
 #include "tests/platform/variant_test_support.h"
@@ -61,7 +61,8 @@ TEST(VariantChangeType, CommaDecimalLocale) {
     EXPECT_EQ(text, "0,5");
 }
 
-// The printable-ASCII shortcut must give ICU's own answer for every pair.
+// The printable-ASCII shortcut, and the byte order of its sort keys, must
+// give ICU's own answer for every pair.
 TEST(VarBstrCmp, AsciiShortcutAgreesWithIcu) {
     std::vector<std::wstring> texts{L""};
     const std::wstring alphabet = L" -_'.09aAbBzZ{~";
@@ -95,6 +96,15 @@ TEST(VarBstrCmp, AsciiShortcutAgreesWithIcu) {
                     ADD_FAILURE() << korvan::EncodeUtf8(a) << " vs " << korvan::EncodeUtf8(b)
                                   << (ignoreCase ? " ignoring case: " : ": ") << quick
                                   << " but ICU " << icu;
+                }
+                std::string keyA;
+                std::string keyB;
+                if (collator->AsciiSortKey(a, ignoreCase, keyA) &&
+                    collator->AsciiSortKey(b, ignoreCase, keyB) &&
+                    sign(keyA.compare(keyB)) != icu && ++mismatches <= 5) {
+                    ADD_FAILURE() << korvan::EncodeUtf8(a) << " vs " << korvan::EncodeUtf8(b)
+                                  << (ignoreCase ? " ignoring case" : "") << ": sort keys give "
+                                  << sign(keyA.compare(keyB)) << " but ICU " << icu;
                 }
             }
         }
