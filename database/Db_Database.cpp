@@ -3,8 +3,8 @@
 #include <korvan/database.h>
 
 #include "platform/format.h"
+#include "platform/message_box.h"
 
-#include <cstdio>
 #include <iterator>
 
 LONG DbDatabase::m_openDbCount = 0;
@@ -299,6 +299,5 @@ void DbDatabase::GetError(std::vector<CString>& messages) {
 }
 
 void DbDatabase::ShowErrorLog() const {
-    std::fprintf(stderr, "Korvan\n%s\n", GetErrorLog().ToUtf8().c_str());
-    std::fflush(stderr);
+    korvan::ShowMessageBox(L"Korvan", GetErrorLog().str());
 }

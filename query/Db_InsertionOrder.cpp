@@ -69,9 +69,9 @@ std::wstring FoldCase(std::wstring_view text) {
     return folded;
 }
 
-// Whether the printable ASCII characters that share a primary weight are
-// exactly those that are case variants of each other.
-bool CaseVariantsSharePrimary(const TextCollator& collator) {
+// Whether the collation keys of printable ASCII characters with case ignored
+// are equal exactly for case variants of each other.
+bool CaseVariantsShareKeys(const TextCollator& collator) {
     std::vector<std::string> keys;
     std::wstring letters;
     for (wchar_t c = 0x20; c < 0x7F; ++c) {
@@ -92,23 +92,48 @@ bool CaseVariantsSharePrimary(const TextCollator& collator) {
     return true;
 }
 
-// Texts of printable ASCII where case variants share their primary weights:
-// two texts are equal without regard to case exactly when their primary
-// weights are, and texts of different primary weights collate by those
-// alone; so the collation key with case ignored ranks them.
-bool RankAsciiTexts(const std::vector<std::wstring_view>& texts, const TextCollator& collator,
-                    Ranks& ranks) {
-    std::vector<std::string> keys(texts.size());
-    for (size_t i = 0; i < texts.size(); ++i) {
-        if (!collator.AsciiSortKey(texts[i], true, keys[i])) {
+// Whether, in the order with case, the texts of each rank come wholly before
+// those of the next rank.
+bool RanksFollowCasedOrder(const Ranks& ranks, const std::vector<std::string>& casedKeys) {
+    const size_t count = ranks.empty() ? 0 : *std::max_element(ranks.begin(), ranks.end()) + 1;
+    std::vector<const std::string*> lowest(count, nullptr);
+    std::vector<const std::string*> highest(count, nullptr);
+    for (size_t i = 0; i < ranks.size(); ++i) {
+        const std::string& key = casedKeys[i];
+        if (lowest[ranks[i]] == nullptr || key < *lowest[ranks[i]]) {
+            lowest[ranks[i]] = &key;
+        }
+        if (highest[ranks[i]] == nullptr || *highest[ranks[i]] < key) {
+            highest[ranks[i]] = &key;
+        }
+    }
+    for (size_t r = 1; r < count; ++r) {
+        if (!(*highest[r - 1] < *lowest[r])) {
             return false;
         }
     }
-    if (!CaseVariantsSharePrimary(collator)) {
+    return true;
+}
+
+// Texts of printable ASCII ranked by their collation keys with case ignored,
+// which are equal exactly for texts equal without regard to case. That is
+// the row comparison's order unless the order with case interleaves two
+// ranks, as hyphens and apostrophes, which weigh only with the case, can.
+bool RankAsciiTexts(const std::vector<std::wstring_view>& texts, const TextCollator& collator,
+                    Ranks& ranks) {
+    std::vector<std::string> keys(texts.size());
+    std::vector<std::string> casedKeys(texts.size());
+    for (size_t i = 0; i < texts.size(); ++i) {
+        if (!collator.AsciiSortKey(texts[i], true, keys[i]) ||
+            !collator.AsciiSortKey(texts[i], false, casedKeys[i])) {
+            return false;
+        }
+    }
+    if (!CaseVariantsShareKeys(collator)) {
         return false;
     }
     ranks = RankSorted(keys, [](const std::string& a, const std::string& b) { return a < b; });
-    return true;
+    return RanksFollowCasedOrder(ranks, casedKeys);
 }
 
 // Texts are equal without regard to case and ordered by collation (VarCmp),

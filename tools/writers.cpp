@@ -1,7 +1,6 @@
 // tools/writers.cpp - aligned table, CSV, TSV and JSON output.
 #include "writers.h"
 
-#include <locale.h>
 #include <wchar.h>
 #include <algorithm>
 #include <cstdio>
@@ -9,43 +8,10 @@
 #include <ostream>
 #include <string_view>
 
+#include "platform/display_width.h"
+
 namespace korvan::cli {
 namespace {
-
-// ---------------------------------------------------------------------------
-// Display width. Terminals give East Asian wide characters two columns and
-// combining marks none; glibc's wcwidth knows this in a UTF-8 locale. The
-// process locale stays "C" for the library's sake, so the UTF-8 locale is
-// used only by this thread and only while measuring.
-
-class Utf8Width {
-  public:
-    Utf8Width() : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr))) {}
-    ~Utf8Width() {
-        if (m_locale != nullptr) {
-            freelocale(m_locale);
-        }
-    }
-    Utf8Width(const Utf8Width&) = delete;
-    Utf8Width& operator=(const Utf8Width&) = delete;
-
-    size_t operator()(std::wstring_view text) const {
-        if (m_locale == nullptr) {
-            return text.size();
-        }
-        const locale_t previous = uselocale(m_locale);
-        size_t width = 0;
-        for (wchar_t c : text) {
-            const int w = wcwidth(c);
-            width += w < 0 ? 1 : static_cast<size_t>(w);
-        }
-        uselocale(previous);
-        return width;
-    }
-
-  private:
-    locale_t m_locale;
-};
 
 struct Shown {
     std::string text;
@@ -55,7 +21,6 @@ struct Shown {
 // A cell as the aligned table shows it: control characters would break the
 // layout, so line breaks, tabs and the like appear as escapes.
 Shown Show(std::string_view utf8) {
-    static const Utf8Width measure;
     std::wstring wide;
     if (!korvan::DecodeUtf8(utf8, wide)) {
         return {std::string(utf8), utf8.size()};
@@ -76,7 +41,7 @@ Shown Show(std::string_view utf8) {
             visible += c;
         }
     }
-    return {korvan::EncodeUtf8(visible), measure(visible)};
+    return {korvan::EncodeUtf8(visible), korvan::DisplayWidth(visible)};
 }
 
 class TableWriter : public RowWriter {

@@ -226,8 +226,8 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     bool CanUpdate() const;
 
     // The message log joined with "\r\n"; GetError hands the entries over and
-    // empties the log; ShowErrorLog writes it to standard error under the
-    // caption "Korvan".
+    // empties the log; ShowErrorLog shows it in a message box with the
+    // caption "Korvan" (on standard error where the system has none).
     CString GetErrorLog() const;
     void GetError(std::vector<CString>& messages);
     void ShowErrorLog() const;

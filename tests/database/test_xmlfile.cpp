@@ -13,6 +13,7 @@
 #include <tuple>
 #include <utility>
 
+#include "tests/patterns.h"
 #include "tests/platform/faulty_files.h"
 
 namespace {
@@ -48,7 +49,7 @@ std::string Dump(DbDatabase& db) {
 // A database with a table of every field type, awkward texts and a query.
 void Fill(DbDatabase& db) {
     DbTableRow& header = *db.GetHeaderData()->GetRow(0);
-    header.SetValue(L"title", CComVariant(L"Types \u0141\u00f3d\u017a \u0416"));
+    header.SetValue(L"title", CComVariant(L"Types \u0141\u00f3d\u017a \u0416 \U0001F600"));
     DbTableInfo* table = db.CreateTable(L"all types", DbTableInfo::TABLE);
     testtables::Fill(*table->descr, *table->data,
                      {{L"name (text)", DbFieldDescr::ftText},
@@ -67,6 +68,8 @@ void Fill(DbDatabase& db) {
     }
     db.CreateTable(L"empty", DbTableInfo::TABLE)
         ->descr->CreateField(L"x", false, DbFieldDescr::ftText);
+    db.CreateTable(L"\U00010400 beyond", DbTableInfo::TABLE)  // Deseret capital
+        ->descr->CreateField(L"\U00020000", false, DbFieldDescr::ftText);
     db.CreateTable(L"Query_77", DbTableInfo::QUERY, L"select * from empty",
                    db.GetTableInfo(L"empty"));
 }
@@ -126,6 +129,10 @@ TEST(XmlFile, WrittenFilesReadBackEqualInBothModes) {
     const std::string bytes = ReadBytes(dir.Path("types.xml"));
     EXPECT_EQ(bytes.rfind("<?xml version='1.0' encoding='UTF-8'?>\n", 0), 0u) << bytes;
     EXPECT_EQ(bytes.find("Query_77"), std::string::npos);  // queries are never written
+    // Characters beyond U+FFFF are four bytes of UTF-8, never surrogates.
+    EXPECT_NE(bytes.find("\xF0\x9F\x98\x80"), std::string::npos);
+    EXPECT_NE(bytes.find("\xF0\xA0\x80\x80"), std::string::npos);
+    EXPECT_EQ(bytes.find("\xED\xA0"), std::string::npos);
     // The query is the last entry; without it the dump is the same.
     written = written.substr(0, written.find("table Query_77"));
     for (bool sequential : {false, true}) {
@@ -133,6 +140,8 @@ TEST(XmlFile, WrittenFilesReadBackEqualInBothModes) {
         DbDatabase db(dir.File("types.xml"));
         db.GetSource()->SetSequentialAccess(sequential);
         EXPECT_EQ(Dump(db), written);
+        // Names beyond U+FFFF match without regard to case too.
+        EXPECT_NE(db.GetTableInfo(L"\U00010428 BEYOND"), nullptr);
         // Writing again what was read gives the same bytes.
         ASSERT_TRUE(db.Save(dir.File("again.xml")));
         EXPECT_EQ(ReadBytes(dir.Path("again.xml")), bytes);
@@ -174,8 +183,8 @@ TEST(XmlFile, HandWrittenFilesAreReadByPosition) {
         EXPECT_EQ(db.GetTableData(CString(L"steel"))->size(), sequential ? 1u : 2u);
         EXPECT_EQ(db.GetTableData(CString(L"timber"))->size(), sequential ? 2u : 1u);
         const std::string log = db.GetErrorLog().ToUtf8();
-        const auto extracted = ::testing::ContainsRegex(
-            "Table 'steel' xml source extracted in [0-9]+\\.[0-9]{4} \\[s\\]");
+        const auto extracted =
+            test_patterns::ContainsShape("Table 'steel' xml source extracted in +.#### [s]");
         EXPECT_EQ(::testing::Value(log, extracted), sequential) << log;
         EXPECT_FALSE(db.IsChanged());
         EXPECT_FALSE(DbDatabase(db).IsChanged());

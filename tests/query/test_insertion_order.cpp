@@ -81,6 +81,16 @@ TEST(InsertionOrderTest, EqualsInsertingIntoAVector) {
          {{L"v", DbFieldDescr::ftText}},
          {Texts({L"", L"bolt", L"Bolt", L"BOLT", L"b-c", L"b c", L"10", L"9", L"a_b", L"A", L"a",
                  L"~", L"HEA 12", L"hea 12", L"HEA 120"})}},
+        // Hyphens weigh only with the case: "co-op" collates between "coop"
+        // and "Coop", which are equal, while "HE-A" follows both cases of "HEA".
+        {"hyphens beside the cases of another",
+         true,
+         {{L"v", DbFieldDescr::ftText}},
+         {Texts({L"HE-A", L"HEA", L"hea", L"HEB"})}},
+        {"a hyphen between two cases of another",
+         false,
+         {{L"v", DbFieldDescr::ftText}},
+         {Texts({L"coop", L"Coop", L"co-op", L"cop"})}},
         // The fullwidth a collates between a and A, which are equal.
         {"a letter between two cases of another",
          false,
