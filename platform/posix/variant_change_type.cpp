@@ -5,13 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "platform/number_parse.h"
 #include "platform/posix/bstr.h"
 #include "platform/posix/date_format.h"
 #include "platform/posix/number_format.h"
-#include "platform/number_parse.h"
-#include "platform/process_locale.h"
 #include "platform/posix/variant_number.h"
 #include "platform/posix/variant_types.h"
+#include "platform/process_locale.h"
 #include "platform/unicode.h"
 
 namespace korvan {
