@@ -5,6 +5,7 @@ and JSON output back with Python's own csv and json modules.
 
 usage: run_tool_tests.py TOOL EXAMPLE DATA_DIR VERSION
 """
+import contextlib
 import csv
 import io
 import json
@@ -12,6 +13,7 @@ import os
 import pty
 import re
 import shutil
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -368,7 +370,7 @@ check([(f["field"], f["type"], f["key"]) for f in json.loads(out)] ==
 
 
 def run_raw(*args):
-    p = subprocess.run([TOOL, *args], capture_output=True, env=ENV, timeout=300)
+    p = subprocess.run([*RUNNER, TOOL, *args], capture_output=True, env=ENV, timeout=300)
     finish(args, p.returncode, b"", p.stderr)
     return p.returncode, p.stdout
 
@@ -516,6 +518,20 @@ sqlite = os.path.join(work, "copy.sqlite")
 for source in (EXAMPLE, converted):
     code, out, err = run("convert", source, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
     check(code == 0 and " tables, " in out, f"convert {source} to SQLite: {code}\n{out}{err}")
+    # Read back with SQLite itself: every table of the source, in its order,
+    # with its columns and rows (written over the tables of the copy before).
+    tables = [t for t in json.loads(run("tables", source, "--format", "json")[1])
+              if t["type"] == "TABLE"]
+    with contextlib.closing(sqlite3.connect(sqlite)) as copy:
+        names = [n for (n,) in copy.execute("select name from sqlite_master where type = 'table'")]
+        written = {n: (len(copy.execute(f'select * from "{n}"').description),
+                       copy.execute(f'select count(*) from "{n}"').fetchone()[0]) for n in names}
+        check(all(written.get(t["table"]) == (t["fields"], t["rows"]) for t in tables),
+              f"SQLite copy of {source}: {written}")
+        first, column = ("i_beams", "designation") if source == EXAMPLE else ("Table1", "A")
+        query = run("query", source, f"select {column} from {first}", "--format", "csv")[1]
+        check([[v] for (v,) in copy.execute(f"select {column} from {first} order by rowid")] ==
+              read_csv(query)[1:], f"SQLite copy of {first} in {source}")
 if NATIVE:
     code, _, err = run_on_terminal("convert", EXAMPLE, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
     check(code == 0 and "7/7" in err and "[####" in err, f"no progress bar on a terminal\n{err}")
