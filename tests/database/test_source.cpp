@@ -2,6 +2,7 @@
 // streaming reader with its handling of damaged input.
 #include "files.h"
 
+#include <optional>
 #include <tuple>
 #include <vector>
 
@@ -40,10 +41,16 @@ const char* const kDocument =
     " </body>\n"
     "</database>\n";
 
-// Files this process has open.
-size_t OpenDescriptors() {
+// Files this process has open, where the system lists them. Windows has no
+// such list to read (under Wine /proc lists the host's descriptors, which
+// Wine opens and closes as it needs, and Wine counts no handles).
+std::optional<size_t> OpenDescriptors() {
+#if defined(_WIN32)
+    return std::nullopt;
+#else
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                                              std::filesystem::directory_iterator()));
+#endif
 }
 
 }  // namespace
@@ -160,11 +167,13 @@ TEST_F(SourceSettings, StreamingReaderAndCopiesAreIndependentOfChunkSize) {
         // match reads on to the end of the file, past the body here, and
         // releases the stream there.
         DbSource ahead(source);
-        const size_t open = OpenDescriptors();
+        const std::optional<size_t> open = OpenDescriptors();
         EXPECT_FALSE(source.ExtractXmlNode(L"\\DATABASE\\body\\structure", text));
         EXPECT_TRUE(source.IsEof());
         EXPECT_TRUE(text.IsEmpty());
-        EXPECT_EQ(OpenDescriptors(), open - 1);
+        if (open) {
+            EXPECT_EQ(OpenDescriptors(), *open - 1);
+        }
         ASSERT_TRUE(ahead.ExtractXmlNode(L"\\database\\body\\structure", text));
         ASSERT_TRUE(ahead.ExtractXmlNode(L"\\database\\body\\data\\table", text));
         EXPECT_EQ(text.ToUtf8(),

@@ -1,5 +1,7 @@
 // Helpers for the ODBC tests: the Access fixtures, mdb-export's view of them,
-// SQLite targets in a scratch directory and the messages of ODBC failures.
+// SQLite targets in a scratch directory the drivers can reach, statements
+// run beside the library's table functions, and the messages of ODBC
+// failures.
 #pragma once
 
 #include <korvan/korvan.h>
@@ -10,9 +12,21 @@
 #include <string>
 #include <vector>
 
+#include "odbc/Db_OdbcRecordset.h"
 #include "tests/database/files.h"
 
 namespace odbctest {
+
+// A scratch directory in the build tree, where the tests run. The drivers
+// get its paths as they are, and a Windows build's drivers are the host's
+// own under Wine, which take host paths only: a path of the build tree
+// reaches them unchanged and is also the same file to the program (Wine's
+// drive of the tests' working directory is the host's root), where the
+// system's temporary directory would be a Windows path.
+class DriverScratch : public ScratchDir {
+  public:
+    DriverScratch() : ScratchDir(KORVAN_ODBC_SCRATCH "/") {}
+};
 
 inline std::string Fixture(const std::string& name) {
     return std::string(KORVAN_TEST_DATA) + "/mdb/" + name;
@@ -72,23 +86,34 @@ inline Rows ParseCsv(const std::string& text) {
     return rows;
 }
 
-// mdb-export's rows of a table, header first: ISO dates, binary as hex.
-inline Rows MdbExport(const std::string& file, const std::string& table) {
-    const std::string command = std::string(MDB_EXPORT) +
-                                " -D '%Y-%m-%d %H:%M:%S' -T '%Y-%m-%d %H:%M:%S' -b hex '" + file +
-                                "' '" + table + "'";
-    std::string out;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[65536];
-        size_t count;
-        while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-            out.append(buffer, count);
-        }
-        EXPECT_EQ(pclose(pipe), 0) << command;
-    } else {
-        ADD_FAILURE() << "cannot run " << command;
+// mdb-export's rows of a table of a fixture, header first: ISO dates, binary
+// as hex. The build runs mdb-export on the build machine, for a Windows
+// build too, and leaves its output in the build tree (CMakeLists.txt).
+inline Rows MdbExport(const std::string& fixture, const std::string& table) {
+    const std::string path = std::string(KORVAN_MDB_EXPORTS) + "/" + fixture + "/" + table + ".csv";
+    const std::string text = ReadBytes(path);
+    EXPECT_FALSE(text.empty()) << "no export of " << table << " in " << path;
+    return ParseCsv(text);
+}
+
+// Runs a statement that returns no rows on the database of a connection
+// text, beside the library's table functions (an index the tests add).
+inline void Execute(const CString& connection, const CString& sql) {
+    korvan::odbc::Connection database(connection, false);
+    database.Execute(sql, sql);
+}
+
+// The texts of a query's first column, a row each ("" for NULL).
+inline std::vector<std::string> FirstColumn(const CString& connection, const CString& sql) {
+    korvan::odbc::Connection database(connection, true);
+    korvan::odbc::CRecordset query(&database);
+    std::vector<std::string> texts;
+    for (query.Open(sql); !query.IsEOF(); query.MoveNext()) {
+        CDBVariant value;
+        query.GetFieldValue(0, value);
+        texts.push_back(value.m_dwType == DBVT_WSTRING ? value.m_pstring->ToUtf8() : "");
     }
-    return ParseCsv(out);
+    return texts;
 }
 
 // Runs f and returns the message of the CDBException it throws ("" when none).

@@ -189,7 +189,7 @@ TEST(MdbDatabase, ReadThroughOdbcAndUnchanged) {
     EXPECT_EQ(db.GetImportLog().size(), 3u);  // Table2, Table3 and Table4 are empty
 
     // A file that is no Access database fails with the driver named.
-    ScratchDir dir;
+    DriverScratch dir;
     WriteBytes(dir.Path("broken.mdb"), std::string(8192, 'x'));
     const std::string message = DbErrorOf([&] {
         DbDatabase broken(dir.File("broken.mdb"));
@@ -200,7 +200,7 @@ TEST(MdbDatabase, ReadThroughOdbcAndUnchanged) {
 }
 
 TEST(Serializer, WholeDatabasesThroughXmlAndSqlite) {
-    ScratchDir dir;
+    DriverScratch dir;
     DBACCESS_ALL mdb;
     ASSERT_TRUE(DbSerializer::Load(FixtureFile("test2V2003.mdb"), mdb));
     ASSERT_EQ(mdb.size(), 1u);

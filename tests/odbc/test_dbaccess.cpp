@@ -32,7 +32,7 @@ TEST(DbAccessRead, EveryFixtureTableMatchesMdbExport) {
         EXPECT_EQ(tables, expectedTables.at(fixture));
         for (const std::string& table : tables) {
             SCOPED_TRACE(table);
-            const Rows expected = MdbExport(Fixture(fixture), table);
+            const Rows expected = MdbExport(fixture, table);
             ASSERT_FALSE(expected.empty());
             DBACCESS_VECTOR rows;
             ASSERT_TRUE(access.GetTableData(CString(table.c_str()), rows));

@@ -5,7 +5,6 @@
 #include "odbc_tests.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 
@@ -30,15 +29,6 @@ bool ClusterConnection(CString& connection) {
     std::cerr << "\n*** SKIPPED: the PostgreSQL server cannot run on this machine ***\n*** " << line
               << " ***\n\n";
     return false;
-}
-
-// Runs sql on the cluster through psql, as the tests' user.
-void Psql(const CString& connection, const std::string& sql) {
-    const std::string text = connection.ToUtf8();
-    const std::string socket = text.substr(text.find("Servername=") + 11);
-    const std::string command = "psql -q -h '" + socket.substr(0, socket.find(';')) +
-                                "' -U korvan -d postgres -c '" + sql + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 DBACCESS_VECTOR Everything() {
@@ -118,7 +108,7 @@ void KeptOnFailure(const CString& connection) {
     ASSERT_TRUE(access.SetTableData(L"kept", rows));
     // The server refuses the second of two equal ids once it has a unique
     // index; the rows deleted before that come back with the rollback.
-    Psql(connection, "CREATE UNIQUE INDEX IF NOT EXISTS one_id ON kept (id)");
+    Execute(connection, L"CREATE UNIQUE INDEX IF NOT EXISTS one_id ON kept (id)");
     DBACCESS_VECTOR duplicate;
     duplicate.push_back(rows[0]);
     duplicate.push_back(rows[0]);
@@ -164,7 +154,7 @@ void Batches(const CString& connection) {
         ASSERT_TRUE(access.SetTableData(L"batches", rows));
         ExpectSameRows(rows, ReadById(access, L"batches"));
     }
-    Psql(connection, "CREATE UNIQUE INDEX IF NOT EXISTS batches_id ON batches (id)");
+    Execute(connection, L"CREATE UNIQUE INDEX IF NOT EXISTS batches_id ON batches (id)");
     DBACCESS_VECTOR refused = MixedRows(1000);
     refused[900][L"id"] = 10L;
     const std::string message = OdbcErrorOf([&] { access.SetTableData(L"batches", refused); });

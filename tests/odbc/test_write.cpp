@@ -4,8 +4,6 @@
 // that fail without leaving anything behind.
 #include "odbc_tests.h"
 
-#include <sqlite3.h>
-
 using namespace odbctest;
 
 namespace {
@@ -28,29 +26,28 @@ DBACCESS_RECORD Row(long id, const wchar_t* name, double weight, bool flag, shor
     return record;
 }
 
-// The column types of a table as SQLite itself records them.
-std::string DeclaredTypes(const std::string& file, const std::string& table) {
-    sqlite3* db = nullptr;
+// The column types of a table as SQLite itself records them (its own
+// record of the CREATE TABLE, whatever the driver makes of them).
+std::string DeclaredTypes(const CString& file, const std::string& table) {
     std::string types;
-    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_stmt* st = nullptr;
-        const std::string sql = "SELECT type FROM pragma_table_info('" + table + "')";
-        if (sqlite3_prepare_v2(db, sql.c_str(), -1, &st, nullptr) == SQLITE_OK) {
-            while (sqlite3_step(st) == SQLITE_ROW) {
-                types += std::string(types.empty() ? "" : " ") +
-                         reinterpret_cast<const char*>(sqlite3_column_text(st, 0));
-            }
-        }
-        sqlite3_finalize(st);
+    const CString sql(("SELECT type FROM pragma_table_info('" + table + "')").c_str());
+    for (const std::string& type :
+         FirstColumn(DBACCESS::ConnectionText(file, SqliteConnection()), sql)) {
+        types += (types.empty() ? "" : " ") + type;
     }
-    sqlite3_close(db);
     return types;
+}
+
+// Gives a table of a SQLite file a unique index on its column id.
+void AddUniqueId(const CString& file, const wchar_t* table) {
+    Execute(DBACCESS::ConnectionText(file, SqliteConnection()),
+            StringBuilder(L"CREATE UNIQUE INDEX one_id ON %s (id)", table));
 }
 
 }  // namespace
 
 TEST(DbAccessWrite, SqliteTablesRoundTripEveryTag) {
-    ScratchDir dir;
+    DriverScratch dir;
     const CString file = dir.File("target.sqlite");
     std::wstring longText(100000, L'x');
     longText += L"€ end";  // beyond the text read piece, and beyond ASCII
@@ -70,7 +67,7 @@ TEST(DbAccessWrite, SqliteTablesRoundTripEveryTag) {
         DBACCESS access(file, DBACCESS::noOdbcDialog, SqliteConnection());
         ASSERT_TRUE(access.SetTableData(L"My Table", rows));
     }
-    EXPECT_EQ(CString(DeclaredTypes(dir.Path("target.sqlite"), "My Table").c_str()).MakeLower(),
+    EXPECT_EQ(CString(DeclaredTypes(file, "My Table").c_str()).MakeLower(),
               L"integer text double bit smallint float longvarbinary");
 
     DBACCESS access(file, DBACCESS::openReadOnly, SqliteConnection());
@@ -120,7 +117,7 @@ TEST(DbAccessWrite, SqliteTablesRoundTripEveryTag) {
 }
 
 TEST(DbAccessWrite, EmptyTablesAndDefinitions) {
-    ScratchDir dir;
+    DriverScratch dir;
     const CString file = dir.File("empty.sqlite");
     DBACCESS access(file, DBACCESS::noOdbcDialog, SqliteConnection());
     DBACCESS_VECTOR definition;
@@ -150,7 +147,7 @@ TEST(DbAccessWrite, EmptyTablesAndDefinitions) {
 }
 
 TEST(DbAccessWrite, FailuresNameTheTargetAndLeaveNothingBehind) {
-    ScratchDir dir;
+    DriverScratch dir;
     const CString file = dir.File("fail.sqlite");
     DBACCESS access(file, DBACCESS::noOdbcDialog, SqliteConnection());
     DBACCESS_VECTOR rows;
@@ -164,12 +161,7 @@ TEST(DbAccessWrite, FailuresNameTheTargetAndLeaveNothingBehind) {
     DBACCESS_VECTOR duplicate;
     duplicate.push_back(Row(1, L"a", 1, true, 1, 1, {1}));
     duplicate.push_back(duplicate[0]);
-    {
-        sqlite3* db = nullptr;
-        ASSERT_EQ(sqlite3_open(dir.Path("fail.sqlite").c_str(), &db), SQLITE_OK);
-        sqlite3_exec(db, "CREATE UNIQUE INDEX one_id ON kept (id)", nullptr, nullptr, nullptr);
-        sqlite3_close(db);
-    }
+    AddUniqueId(file, L"kept");
     const std::string message = OdbcErrorOf([&] { access.SetTableData(L"kept", duplicate); });
     EXPECT_NE(message.find("Cannot write table 'kept'"), std::string::npos) << message;
     EXPECT_NE(message.find("fail.sqlite"), std::string::npos) << message;
@@ -210,7 +202,7 @@ TEST(DbAccessWrite, FailuresNameTheTargetAndLeaveNothingBehind) {
 // change from row to row and from batch to batch; each write replaces the
 // rows of the one before.
 TEST(DbAccessWrite, BatchedRowsComeBackInOrder) {
-    ScratchDir dir;
+    DriverScratch dir;
     DBACCESS access(dir.File("batches.sqlite"), DBACCESS::noOdbcDialog, SqliteConnection());
     for (size_t columns : {1u, 5u}) {
         for (size_t count : {1u, 198u, 199u, 200u, 256u, 257u, 1000u}) {
@@ -229,16 +221,12 @@ TEST(DbAccessWrite, BatchedRowsComeBackInOrder) {
 // the rows left over after the last full batch, rolls the whole write back:
 // the table keeps exactly the rows it had.
 TEST(DbAccessWrite, RefusalAfterEarlierBatchesKeepsTheOldRows) {
-    ScratchDir dir;
-    DBACCESS access(dir.File("refusal.sqlite"), DBACCESS::noOdbcDialog, SqliteConnection());
+    DriverScratch dir;
+    const CString file = dir.File("refusal.sqlite");
+    DBACCESS access(file, DBACCESS::noOdbcDialog, SqliteConnection());
     const DBACCESS_VECTOR old = MixedRows(300);
     ASSERT_TRUE(access.SetTableData(L"kept", old));
-    {
-        sqlite3* db = nullptr;
-        ASSERT_EQ(sqlite3_open(dir.Path("refusal.sqlite").c_str(), &db), SQLITE_OK);
-        sqlite3_exec(db, "CREATE UNIQUE INDEX one_id ON kept (id)", nullptr, nullptr, nullptr);
-        sqlite3_close(db);
-    }
+    AddUniqueId(file, L"kept");
     for (size_t at : {700u, 999u}) {
         SCOPED_TRACE(at);
         DBACCESS_VECTOR rows = MixedRows(1000);

@@ -12,13 +12,15 @@
 #include <random>
 #include <string>
 
-// A fresh directory, removed with everything in it at the end of the test.
+// A fresh directory in parent (the system's temporary directory unless
+// given; with its separator at the end), removed with everything in it at
+// the end of the test.
 class ScratchDir {
   public:
-    ScratchDir() {
+    explicit ScratchDir(const std::string& parent = ::testing::TempDir()) {
         std::random_device random;
         for (;;) {
-            m_path = ::testing::TempDir() + "korvan-" + std::to_string(random());
+            m_path = parent + "korvan-" + std::to_string(random());
             if (std::filesystem::create_directory(m_path)) {
                 break;
             }

@@ -5,6 +5,7 @@ and JSON output back with Python's own csv and json modules.
 
 usage: run_tool_tests.py TOOL EXAMPLE DATA_DIR VERSION
 """
+import contextlib
 import csv
 import io
 import json
@@ -12,6 +13,7 @@ import os
 import pty
 import re
 import shutil
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -19,8 +21,8 @@ import unicodedata
 
 TOOL, EXAMPLE, DATA, VERSION = sys.argv[1:5]
 # A cross-built tool runs through this program (Wine). What only a POSIX
-# process can be given - a terminal, FIFOs and devices, another user, a
-# writer the tool can see running - is then left out.
+# process can be given - FIFOs and devices, another user, a writer the tool
+# can see running - is then left out.
 RUNNER = [os.environ["KORVAN_TOOL_RUNNER"]] if os.environ.get("KORVAN_TOOL_RUNNER") else []
 NATIVE = not RUNNER
 TEXTS = os.path.join(DATA, "tool_texts.xml")
@@ -61,10 +63,24 @@ def run(*args, timeout=300, user=None):
     return finish(args, p.returncode, p.stdout, p.stderr)
 
 
+# Wine's console draws what a program writes to a terminal with sequences of
+# its own (the cursor hidden and shown around each write, moved forward over
+# spaces); the text with spaces for those moves and without the other
+# sequences is what the tool wrote.
+CONTROL_SEQUENCE = re.compile(rb"\x1b\[([0-9;?]*)([A-Za-z])")
+
+
+def terminal_text(raw):
+    def plain(m):
+        return b" " * int(m[1] or b"1") if m[2] == b"C" else b""
+    return CONTROL_SEQUENCE.sub(plain, raw)
+
+
 def run_on_terminal(*args):
     """Runs with standard error on a terminal: the file is read table by table."""
     master, slave = pty.openpty()
-    p = subprocess.run([TOOL, *args], stdout=subprocess.PIPE, stderr=slave, env=ENV, timeout=300)
+    p = subprocess.run([*RUNNER, TOOL, *args], stdout=subprocess.PIPE, stderr=slave, env=ENV,
+                       timeout=300)
     os.close(slave)
     err = b""
     while True:
@@ -76,7 +92,7 @@ def run_on_terminal(*args):
             break
         err += chunk
     os.close(master)
-    return finish(args, p.returncode, p.stdout, err)
+    return finish(args, p.returncode, p.stdout, terminal_text(err))
 
 
 def read_csv(text, **dialect):
@@ -202,8 +218,7 @@ for args, want_code, want_out, want_err in CASES:
 for tenth in range(1, 10):
     open(TRUNCATED, "wb").write(example_bytes[: len(example_bytes) * tenth // 10])
     run("tables", TRUNCATED)
-    if NATIVE:
-        run_on_terminal("tables", TRUNCATED)
+    run_on_terminal("tables", TRUNCATED)
 
 # ---------------------------------------------------------------------------
 # Only regular files are catalogues: anything else is refused at once (the
@@ -282,7 +297,7 @@ check(json.loads(out) == [dict(zip(["designation", "mass", "height"], [r[0], flo
                           for r in answer[1:3]], f"limited JSON\n{out}")
 
 # Reading table by table (standard error on a terminal) gives the same answers.
-for args in (["tables"], ["query", SELECT], ["schema"]) if NATIVE else ():
+for args in (["tables"], ["query", SELECT], ["schema"]):
     check(run_on_terminal(*args)[1] == run(*args)[1], f"{args}: differs on a terminal")
 
 code, out, _ = run("tables", "--format", "json")
@@ -516,9 +531,22 @@ sqlite = os.path.join(work, "copy.sqlite")
 for source in (EXAMPLE, converted):
     code, out, err = run("convert", source, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
     check(code == 0 and " tables, " in out, f"convert {source} to SQLite: {code}\n{out}{err}")
-if NATIVE:
-    code, _, err = run_on_terminal("convert", EXAMPLE, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
-    check(code == 0 and "7/7" in err and "[####" in err, f"no progress bar on a terminal\n{err}")
+    # Read back with SQLite itself: every table of the source, in its order,
+    # with its columns and rows (written over the tables of the copy before).
+    tables = [t for t in json.loads(run("tables", source, "--format", "json")[1])
+              if t["type"] == "TABLE"]
+    with contextlib.closing(sqlite3.connect(sqlite)) as copy:
+        names = [n for (n,) in copy.execute("select name from sqlite_master where type = 'table'")]
+        written = {n: (len(copy.execute(f'select * from "{n}"').description),
+                       copy.execute(f'select count(*) from "{n}"').fetchone()[0]) for n in names}
+        check(all(written.get(t["table"]) == (t["fields"], t["rows"]) for t in tables),
+              f"SQLite copy of {source}: {written}")
+        first, column = ("i_beams", "designation") if source == EXAMPLE else ("Table1", "A")
+        query = run("query", source, f"select {column} from {first}", "--format", "csv")[1]
+        check([[v] for (v,) in copy.execute(f"select {column} from {first} order by rowid")] ==
+              read_csv(query)[1:], f"SQLite copy of {first} in {source}")
+code, _, err = run_on_terminal("convert", EXAMPLE, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
+check(code == 0 and "7/7" in err and "[####" in err, f"no progress bar on a terminal\n{err}")
 code, _, err = run("convert", MDB, sqlite, "--odbc", "Driver={No Such Driver};Database=%s")
 check(code == 1 and "No Such Driver" in err and "copy.sqlite" in err, f"missing driver: {err}")
 code, _, err = run("convert", MDB, os.path.join(work, "out.mdb"))
