@@ -38,11 +38,10 @@ void RowXml::CheckNames() {
     }
 }
 
-bool RowXml::Refuse(size_t field, const CString& why) {
+void RowXml::Refuse(size_t field, const CString& why) {
     m_fault = StringBuilder(L"field \"%s\": %s",
                             m_descr->GetField(static_cast<int>(field)).GetName().GetString(),
                             why.GetString());
-    return false;
 }
 
 bool RowXml::Save(const DbTableRow& row, pugi::xml_node parent, CString& error) {
@@ -66,16 +65,17 @@ bool RowXml::Save(const DbTableRow& row, pugi::xml_node parent, CString& error) 
             row[i].ValueToString(m_value);
             text = m_value.str();
         }
-        bool written = m_nameFaults[i].IsEmpty();
-        if (!written) {
-            Refuse(i, m_nameFaults[i]);
-        } else if (const CString fault = XmlTextFault(text); !fault.IsEmpty()) {
-            written = Refuse(i, StringBuilder(L"its value holds %s, which XML does not allow",
-                                              fault.GetString()));
-        } else {
+        CString why = m_nameFaults[i];
+        if (const CString fault = XmlTextFault(text); why.IsEmpty() && !fault.IsEmpty()) {
+            why = StringBuilder(L"its value holds %s, which XML does not allow", fault.GetString());
+        }
+        bool written = why.IsEmpty();
+        if (written) {
             m_utf8 = EncodeUtf8(text);
             pugi::xml_attribute attribute = element.append_attribute(m_names[i].c_str());
             written = attribute && attribute.set_value(m_utf8.c_str(), m_utf8.size());
+        } else {
+            Refuse(i, why);
         }
         if (!written) {
             parent.remove_child(element);

@@ -38,7 +38,8 @@ class RowXml {
     int Find(const char* name, size_t expected) const;
     // Fills m_nameFaults: why each field's safe name cannot name an attribute.
     void CheckNames();
-    bool Refuse(size_t field, const CString& why);
+    // Keeps why the field cannot be written, naming it, for Fault().
+    void Refuse(size_t field, const CString& why);
 
     const DbTableDescr* m_descr;
     std::vector<std::string> m_names;  // safe names in UTF-8, by position
