@@ -173,6 +173,8 @@ std::string ExplainQueryFailure(DbDatabase& db, const std::string& sql,
     if (first != nullptr) {
         first->ClearFilters();
     }
+    std::vector<CString> repeated;
+    db.GetError(repeated);
     return reason;
 }
 

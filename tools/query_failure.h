@@ -14,9 +14,10 @@
 
 namespace korvan::cli {
 
-// Why DbDatabase::Query refused sql; log holds the lines it wrote meanwhile.
-// Analyses sql once more where the lines do not tell; the filters that adds
-// are removed again.
+// Why DbDatabase::Query refused sql; log holds the lines it wrote meanwhile,
+// taken from the database's log before the call. Analyses sql once more to
+// learn what the lines do not tell; the filters and the log lines that adds
+// are dropped again.
 std::string ExplainQueryFailure(DbDatabase& db, const std::string& sql,
                                 const std::vector<std::string>& log);
 
