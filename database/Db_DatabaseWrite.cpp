@@ -6,6 +6,7 @@
 #include <korvan/database.h>
 
 #include "database/Db_FileName.h"
+#include "model/Db_XmlText.h"
 #include "platform/files.h"
 
 namespace {
@@ -74,6 +75,8 @@ bool DbDatabase::Save(const CString& file) {
             declaration.set_name("xml");
             declaration.set_value("version='1.0' encoding='UTF-8'");
             if (!Save(document, pugi::xml_node())) {
+                Log(StringBuilder(L"Database not saved to '%s': a table could not be written",
+                                  file.GetString()));
                 return false;
             }
             const korvan::FileStatus written = WriteAtomically(document, file);
@@ -138,9 +141,19 @@ bool DbDatabase::SaveSection(pugi::xml_document& document, pugi::xml_node sectio
             continue;
         }
         pugi::xml_node table = section.append_child("table");
-        table.append_attribute("name").set_value(entry->name.ToUtf8().c_str());
-        const bool saved = structure ? GetTableDescr(i)->Save(document, table)
-                                     : GetTableData(i)->Save(document, table);
+        pugi::xml_attribute name = table.append_attribute("name");
+        const CString fault = korvan::XmlTextFault(entry->name.str());
+        if (fault.IsEmpty()) {
+            name.set_value(entry->name.ToUtf8().c_str());
+        } else {
+            Log(
+                StringBuilder(L"Table \"%s\" not written: its name holds %s, which XML does not "
+                              L"allow",
+                              entry->name.GetString(), fault.GetString()));
+        }
+        bool saved = structure ? GetTableDescr(i)->Save(document, table)
+                               : GetTableData(i)->Save(document, table);
+        saved = saved && fault.IsEmpty();
         if (!saved) {
             ok = false;
             Log(StringBuilder(L"Error on table \"%s\" - %s saving", entry->name.GetString(), what));

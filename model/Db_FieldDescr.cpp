@@ -4,6 +4,7 @@
 #include <korvan/model.h>
 
 #include "model/Db_FieldTypes.h"
+#include "model/Db_XmlText.h"
 
 #include <cerrno>
 #include <climits>
@@ -107,6 +108,9 @@ void DbFieldDescr::SetName(const CString& name) {
 }
 
 bool DbFieldDescr::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
+    if (!korvan::XmlTextFault(m_name.str()).IsEmpty()) {
+        return false;  // a name the file could not give back as it is
+    }
     pugi::xml_node field = parent.append_child("field");
     if (!field) {
         return false;

@@ -1,5 +1,6 @@
 #include "model/Db_RowXml.h"
 
+#include "model/Db_XmlText.h"
 #include "platform/utf.h"
 
 #include <algorithm>
@@ -20,8 +21,35 @@ RowXml::RowXml(const DbTableDescr* descr) : m_descr(descr) {
     }
 }
 
+void RowXml::CheckNames() {
+    m_namesChecked = true;
+    m_nameFaults.assign(m_names.size(), CString());
+    for (size_t i = 0; i < m_names.size(); ++i) {
+        const CString& safe = m_descr->GetField(static_cast<int>(i)).GetSafeName();
+        const CString fault = XmlNameFault(safe.str());
+        if (!fault.IsEmpty()) {
+            m_nameFaults[i] = StringBuilder(L"its attribute name \"%s\" is no XML name (%s)",
+                                            safe.GetString(), fault.GetString());
+        } else if (const int first = m_positions.at(m_names[i]); first != static_cast<int>(i)) {
+            m_nameFaults[i] =
+                StringBuilder(L"its attribute name \"%s\" is that of field \"%s\"",
+                              safe.GetString(), m_descr->GetField(first).GetName().GetString());
+        }
+    }
+}
+
+void RowXml::Refuse(size_t field, const CString& why) {
+    m_fault = StringBuilder(L"field \"%s\": %s",
+                            m_descr->GetField(static_cast<int>(field)).GetName().GetString(),
+                            why.GetString());
+}
+
 bool RowXml::Save(const DbTableRow& row, pugi::xml_node parent, CString& error) {
     error.Empty();
+    m_fault.Empty();
+    if (!m_namesChecked) {
+        CheckNames();
+    }
     pugi::xml_node element = parent.append_child("row");
     if (!element) {
         return false;
@@ -29,16 +57,27 @@ bool RowXml::Save(const DbTableRow& row, pugi::xml_node parent, CString& error) 
     const size_t count = std::min(m_names.size(), row.GetFieldCount());
     for (size_t i = 0; i < count; ++i) {
         const CComVariant& value = row[i].GetValue();
+        std::wstring_view text;
         if (value.vt == VT_BSTR) {
-            const BSTR text = value.bstrVal;
-            m_utf8 = EncodeUtf8(text ? std::wstring_view(text, SysStringLen(text))
-                                     : std::wstring_view());
+            const BSTR bstr = value.bstrVal;
+            text = bstr ? std::wstring_view(bstr, SysStringLen(bstr)) : std::wstring_view();
         } else {
             row[i].ValueToString(m_value);
-            m_utf8 = EncodeUtf8(m_value.str());
+            text = m_value.str();
         }
-        pugi::xml_attribute attribute = element.append_attribute(m_names[i].c_str());
-        if (!attribute || !attribute.set_value(m_utf8.c_str(), m_utf8.size())) {
+        CString why = m_nameFaults[i];
+        if (const CString fault = XmlTextFault(text); why.IsEmpty() && !fault.IsEmpty()) {
+            why = StringBuilder(L"its value holds %s, which XML does not allow", fault.GetString());
+        }
+        bool written = why.IsEmpty();
+        if (written) {
+            m_utf8 = EncodeUtf8(text);
+            pugi::xml_attribute attribute = element.append_attribute(m_names[i].c_str());
+            written = attribute && attribute.set_value(m_utf8.c_str(), m_utf8.size());
+        } else {
+            Refuse(i, why);
+        }
+        if (!written) {
             parent.remove_child(element);
             error = StringBuilder(
                 L"Error on DbTableRow::Save(IDispatch* doc, IDispatch* element), %s, %d",

@@ -77,8 +77,13 @@ bool DbTableData::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
         korvan::RowXml xml(m_descr);
         CString error;
         const uint64_t count = rows->GetRowsCount();
-        for (uint64_t i = 0; i < count && saved; ++i) {
+        uint64_t i = 0;
+        for (; i < count && saved; ++i) {
             saved = xml.Save(*rows->GetRow(static_cast<int>(i)), parent, error);
+        }
+        if (!xml.Fault().IsEmpty()) {
+            Log(StringBuilder(L"Table \"%s\", row %llu, %s", m_name.GetString(),
+                              static_cast<unsigned long long>(i - 1), xml.Fault().GetString()));
         }
         if (!error.IsEmpty()) {
             Log(error);

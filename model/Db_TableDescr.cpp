@@ -4,6 +4,7 @@
 #include <korvan/model.h>
 
 #include "model/Db_NameKey.h"
+#include "model/Db_XmlText.h"
 
 #include <memory>
 
@@ -73,6 +74,13 @@ DbTableDescr::~DbTableDescr() {
 bool DbTableDescr::Save(pugi::xml_document& doc, pugi::xml_node element) {
     for (DbFieldDescr* field : m_fields) {
         if (!field->Save(doc, element)) {
+            const CString fault = korvan::XmlTextFault(field->GetName().str());
+            DbTableOwner* owner = GetOwner();
+            if (owner != nullptr && !fault.IsEmpty()) {
+                owner->Log(StringBuilder(
+                    L"Field \"%s\" not written: its name holds %s, which XML does not allow",
+                    field->GetName().GetString(), fault.GetString()));
+            }
             return false;
         }
     }

@@ -111,10 +111,12 @@ bool DbTableRow::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
     korvan::RowXml xml(m_descr);
     CString error;
     if (!xml.Save(*this, parent, error)) {
-        if (!error.IsEmpty()) {
-            if (DbTableOwner* owner = m_descr ? m_descr->GetOwner() : nullptr) {
-                owner->Log(error);
-            }
+        DbTableOwner* owner = m_descr ? m_descr->GetOwner() : nullptr;
+        if (owner != nullptr && !xml.Fault().IsEmpty()) {
+            owner->Log(StringBuilder(L"Row not written, %s", xml.Fault().GetString()));
+        }
+        if (owner != nullptr && !error.IsEmpty()) {
+            owner->Log(error);
         }
         return false;
     }

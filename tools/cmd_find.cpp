@@ -1,6 +1,7 @@
 // tools/cmd_find.cpp - "korvan find": the rows of a table that meet a
 // condition, walked with a recordset's FindFirst and FindNext.
 #include "command.h"
+#include "query_failure.h"
 #include "writers.h"
 
 #include <iostream>
@@ -43,7 +44,8 @@ Examples:
             found.push_back(recordset.GetCurrentRow());
         }
         if (found.empty() && db.GetErrorLog().Find(L"SQL Analyze - failed") >= 0) {
-            session.Fail("the condition cannot be used", session.TakeLog());
+            const std::vector<std::string> lines = session.TakeLog();
+            session.Fail(ExplainConditionFailure(db, CString(m_table.c_str()), lines), lines);
         }
         WriteRows(*recordset.GetTableDescr(), found, *MakeWriter(m_format, std::cout));
     }

@@ -1,6 +1,7 @@
 // tools/cmd_log.cpp - "korvan log": the database's message log of reading a
 // file, and of running a query on it.
 #include "command.h"
+#include "query_failure.h"
 
 #include <iostream>
 
@@ -38,17 +39,21 @@ Examples:
             Print(session);
             throw;
         }
-        Print(session);
+        const std::vector<std::string> lines = Print(session);
         if (!answered) {
-            throw ToolError(kExitFailure, "the query failed");
+            throw ToolError(kExitFailure,
+                            "the query failed: " + ExplainQueryFailure(db, m_sql, lines));
         }
     }
 
   private:
-    static void Print(Session& session) {
-        for (const std::string& line : session.Log()) {
+    // Prints the log and returns it.
+    static std::vector<std::string> Print(Session& session) {
+        const std::vector<std::string>& log = session.Log();
+        for (const std::string& line : log) {
             std::cout << line << '\n';
         }
+        return log;
     }
 
     std::string m_file;

@@ -1,6 +1,7 @@
 // tools/cmd_query.cpp - "korvan query": runs a SELECT (or names a table) and
 // prints the answer.
 #include "command.h"
+#include "query_failure.h"
 #include "writers.h"
 
 #include <iostream>
@@ -35,7 +36,8 @@ Examples:
         session.TakeLog();  // failure messages should show the query's own lines only
         CString answer;
         if (!db.Query(CString(m_sql.c_str()), answer)) {
-            session.Fail("the query failed", session.TakeLog());
+            const std::vector<std::string> lines = session.TakeLog();
+            session.Fail("the query failed: " + ExplainQueryFailure(db, m_sql, lines), lines);
         }
         const DbRows& rows = session.Rows(answer);
         const std::unique_ptr<RowWriter> writer = MakeWriter(m_format, std::cout);

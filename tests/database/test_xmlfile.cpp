@@ -398,3 +398,40 @@ TEST(XmlFile, SaveFollowsTheExtensionAndNeverLosesTheOldFile) {
     EXPECT_TRUE(body.child("structure") && !body.child("structure").first_child());
     EXPECT_TRUE(body.child("data") && !body.child("data").first_child());
 }
+
+// Files that once loaded but saved to something that could not be read back:
+// what loads is either saved to a file that reads back equal in both modes,
+// or refused with the reason, the previous file left as it was.
+TEST(XmlFile, WhatLoadsIsSavedSoThatItReadsBackOrNotAtAll) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"handwritten.xml", nullptr},
+        {"colliding_safe_names.xml", "its attribute name \"a_b\" is that of field \"a b\""},
+        {"control_character.xml", "its value holds U+0001 at character 2"},
+        {"control_character_in_name.xml", "its name holds U+0001 at character 2"},
+        {"noncharacter_fffe.xml", "its value holds U+FFFE at character 2"},
+    };
+    ScratchDir dir;
+    for (const auto& [file, refusal] : cases) {
+        SCOPED_TRACE(file);
+        const std::string folder = refusal != nullptr ? "reload/" : "";
+        DbDatabase db(CString((kData + folder + file).c_str()));
+        const std::string loaded = Dump(db);
+        const std::string previous = "<database>previous</database>";
+        WriteBytes(dir.Path("saved.xml"), previous);
+        if (refusal != nullptr) {
+            EXPECT_FALSE(db.Save(dir.File("saved.xml")));
+            EXPECT_THAT(db.GetErrorLog().ToUtf8(), ::testing::HasSubstr(refusal));
+            EXPECT_EQ(ReadBytes(dir.Path("saved.xml")), previous);
+            continue;
+        }
+        ASSERT_TRUE(db.Save(dir.File("saved.xml")));
+        for (bool sequential : {false, true}) {
+            SCOPED_TRACE(sequential);
+            DbDatabase reread(dir.File("saved.xml"));
+            reread.GetSource()->SetSequentialAccess(sequential);
+            std::string dump;
+            EXPECT_EQ(DbErrorOf([&] { dump = Dump(reread); }), "");
+            EXPECT_EQ(dump, loaded);
+        }
+    }
+}

@@ -18,6 +18,7 @@ import subprocess
 import sys
 import tempfile
 import unicodedata
+import xml.parsers.expat
 
 TOOL, EXAMPLE, DATA, VERSION = sys.argv[1:5]
 # A cross-built tool runs through this program (Wine). What only a POSIX
@@ -206,6 +207,33 @@ CASES = [
     (["log"], 0, "parsed in", ""),
     (["log", SELECT], 0, "SQL Analyze - ok", ""),
     (["log", "select * from nowhere"], 1, "SQL Analyze - failed", "the query failed"),
+    # A refused query says why in plain words before the library's own lines.
+    (["query", "select designation from i_beams where (mass > 30"], 1, "",
+     "the query failed: unbalanced brackets in WHERE: 1 '(' not closed\n"
+     "SQL Analyze - query 'select designation from i_beams where (mass > 30'\nSQL Analyze - ok"),
+    (["query", "select designation from i_beams where ((mass > 30) or height < 3)) order by mass"],
+     1, "", "the query failed: unbalanced brackets in WHERE: 1 ')' without '('"),
+    (["log", "select designation from i_beams where (mass > 30"], 1, "SQL Analyze - ok",
+     "the query failed: unbalanced brackets in WHERE: 1 '(' not closed"),
+    (["query", "select nothing from i_beams"], 1, "",
+     "the query failed: table 'i_beams' has no field 'nothing'"),
+    (["query", "select * from nowhere"], 1, "", "the query failed: there is no table 'nowhere'"),
+    (["query", "nowhere"], 1, "", "the query failed: there is no table 'nowhere'"),
+    (["query", "select designation from i_beams where mass >"], 1, "",
+     "the query failed: the condition 'mass >' is incomplete: a condition is a field, an "
+     "operator and a value"),
+    (["query", "select designation from i_beams where mass > heavy"], 1, "",
+     "the condition 'mass > heavy' cannot be used: heavy is no value for field 'mass' (double)"),
+    (["query", "select designation from i_beams where 'IPE 80' = designation or mass = designation"],
+     1, "", "the condition 'mass = designation' cannot be used: field 'mass' (double) and "
+     "field 'designation' (text) differ in type"),
+    (["query", "select designation from i_beams where weight > 1"], 1, "",
+     "the condition 'weight > 1' cannot be used: neither weight nor 1 is a field of the table"),
+    (["query", "select designation"], 1, "",
+     "the query failed: a statement needs SELECT with at least one field and FROM with a table"),
+    (["find", "i_beams", "weight > 1"], 1, "",
+     "the condition 'weight > 1' cannot be used: neither weight nor 1 is a field of the table"),
+    (["find", "i_beams", "mass >="], 1, "", "the condition 'mass >=' is incomplete"),
 ]
 for args, want_code, want_out, want_err in CASES:
     code, out, err = run(*args)
@@ -497,6 +525,16 @@ for args in (["parts", data, "--types", "long"], ["new", data, "--types", "long,
     code, _, err = run("import", imported, *args)
     check(code == 2, f"import {args}: {code} {err}")
     check(open(imported, "rb").read() == before, f"import {args} changed the file")
+# A text no XML file can hold is refused with the table, row and field that
+# hold it, and the file stays as it was; what is saved, a namespace-aware
+# expat (which takes nothing XML 1.0 forbids) reads.
+open(bad, "wb").write(b"id,name\n1,x\n2,a\x01b\n")
+code, _, err = run("import", imported, "parts", bad)
+check(code == 1 and f"cannot save {imported}" in err and
+      'Table "parts", row 9, field "name": its value holds U+0001 at character 2' in err,
+      f"import of a control character: {code} {err}")
+check(open(imported, "rb").read() == before, "import of a control character changed the file")
+xml.parsers.expat.ParserCreate(namespace_separator=" ").Parse(before, True)
 code, _, err = run("import", imported, "parts", os.path.join(work, "missing.csv"))
 check(code == 1 and "cannot read" in err, f"import of a missing file: {err}")
 
