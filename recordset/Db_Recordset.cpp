@@ -214,7 +214,10 @@ void DbRecordset::SetCursor(int64_t position) {
 
 bool DbRecordset::Move(long rows) {
     CancelUpdate();
-    SetCursor(static_cast<int64_t>(m_cursor) + rows);
+    // A move of more rows than a cursor can count lands where the largest
+    // such move would, and the sum cannot overflow.
+    const int64_t limit = int64_t{1} << 32;
+    SetCursor(static_cast<int64_t>(m_cursor) + std::clamp<int64_t>(rows, -limit, limit));
     return ReadTableRow(m_cursor);
 }
 

@@ -368,7 +368,7 @@ check([(f["field"], f["type"], f["key"]) for f in json.loads(out)] ==
 
 
 def run_raw(*args):
-    p = subprocess.run([TOOL, *args], capture_output=True, env=ENV, timeout=300)
+    p = subprocess.run([*RUNNER, TOOL, *args], capture_output=True, env=ENV, timeout=300)
     finish(args, p.returncode, b"", p.stderr)
     return p.returncode, p.stdout
 
