@@ -42,6 +42,110 @@ pugi::xml_node NextElement(pugi::xml_node node) {
     return pugi::xml_node();
 }
 
+// Removes node with everything in it, leaves first: the parser's own removal
+// follows the nesting depth down the call stack, which a file of deeply
+// nested elements would overflow. Each element is reached and removed once.
+void RemoveSubtree(pugi::xml_node node) {
+    pugi::xml_node leaf = node;
+    for (;;) {
+        while (pugi::xml_node child = leaf.first_child()) {
+            leaf = child;
+        }
+        pugi::xml_node parent = leaf.parent();
+        parent.remove_child(leaf);
+        if (leaf == node) {
+            return;
+        }
+        leaf = parent;
+    }
+}
+
+// The offset of the first "<" that stands inside an attribute value of a
+// start tag, which XML forbids and the parser lets through; npos when there
+// is none. Comments, CDATA sections, processing instructions and the document
+// type declaration (whose internal subset holds markup of its own) are passed
+// over whole.
+size_t FindLessThanInAttribute(std::string_view text) {
+    const auto skipPast = [&](size_t from, std::string_view terminator) {
+        const size_t end = text.find(terminator, from);
+        return end == std::string_view::npos ? text.size() : end + terminator.size();
+    };
+    size_t at = text.find('<');
+    while (at != std::string_view::npos && at + 1 < text.size()) {
+        const std::string_view rest = text.substr(at);
+        size_t next;
+        if (rest.starts_with("<!--")) {
+            next = skipPast(at + 4, "-->");
+        } else if (rest.starts_with("<![CDATA[")) {
+            next = skipPast(at + 9, "]]>");
+        } else if (rest.starts_with("<?")) {
+            next = skipPast(at + 2, "?>");
+        } else if (rest.starts_with("</")) {
+            next = skipPast(at + 2, ">");
+        } else {
+            // A start tag, or a declaration such as <!DOCTYPE ...>, whose
+            // brackets may hold whole tags of their own.
+            const bool declaration = rest.starts_with("<!");
+            char quote = 0;
+            int brackets = 0;
+            for (next = at + 1; next < text.size(); ++next) {
+                const char c = text[next];
+                if (quote != 0) {
+                    if (c == quote) {
+                        quote = 0;
+                    } else if (c == '<' && !declaration) {
+                        return next;
+                    }
+                } else if (c == '"' || c == '\'') {
+                    quote = c;
+                } else if (c == '[' || c == ']') {
+                    brackets += c == '[' ? 1 : -1;
+                } else if (c == '>' && (!declaration || brackets <= 0)) {
+                    break;
+                }
+            }
+        }
+        at = text.find('<', next);
+    }
+    return std::string_view::npos;
+}
+
+[[noreturn]] void ThrowMalformed(const CString& file, size_t offset, const wchar_t* fault) {
+    KORVAN_THROW(kSource, StringBuilder(L"Malformed XML in '%s' near byte %lld: %s",
+                                        file.GetString(), static_cast<long long>(offset), fault));
+}
+
+// Refuses what the parser lets through but XML does not, and the streamed
+// reading refuses too, so that a file gets one verdict either way: a "<" in
+// an attribute value (looked for in text before it is parsed in place), and,
+// once doc is parsed as a fragment, a second root element, text outside the
+// root, or no root at all.
+void CheckBeforeParsing(const CString& file, std::string_view text) {
+    const size_t lessThan = FindLessThanInAttribute(text);
+    if (lessThan != std::string_view::npos) {
+        ThrowMalformed(file, lessThan, L"\"<\" in an attribute value");
+    }
+}
+
+void CheckAfterParsing(const CString& file, const pugi::xml_document& doc, size_t size) {
+    bool rootSeen = false;
+    for (const pugi::xml_node node : doc.children()) {
+        const auto offset = static_cast<size_t>(node.offset_debug());
+        if (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) {
+            ThrowMalformed(file, offset, L"text outside the root element");
+        }
+        if (node.type() == pugi::node_element) {
+            if (rootSeen) {
+                ThrowMalformed(file, offset, L"a second root element");
+            }
+            rootSeen = true;
+        }
+    }
+    if (!rootSeen) {
+        ThrowMalformed(file, size, L"no root element");
+    }
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -66,11 +170,12 @@ void DbDatabase::ReadHeader() {
             if (m_registry.empty()) {
                 KORVAN_THROW(kSource, L"Invalid pointer");
             }
-            for (int i = 0; i < 2; ++i) {
-                if (m_source->ExtractXmlText(L"\\database\\header\\data\\table", text,
-                                             DbSource::Search::Section)) {
-                    ParseTableText(text);
-                }
+            // Every data element of the section is read, as the whole document
+            // is: one that belongs to no header table, or to one that has its
+            // data already, refuses the file either way.
+            while (m_source->ExtractXmlText(L"\\database\\header\\data\\table", text,
+                                            DbSource::Search::Section)) {
+                ParseTableText(text);
             }
             // A header table without a data element has no rows; it must not
             // take the first body table's data element.
@@ -107,6 +212,9 @@ void DbDatabase::ReadStructure() {
                                      DbSource::Search::Section)) {
             ParseStructureText(text);
         }
+        if (m_source->IsSequentialAccess() && NextUnreadTable() == nullptr) {
+            ReadRestOfStream();
+        }
     }
     Sync();
 }
@@ -136,18 +244,38 @@ DbTableData* DbDatabase::ReadNextTable() {
                                          DbSource::Search::Section);
         // Every table has its data: one more data element has no structure.
         if (next == nullptr && found) {
-            KORVAN_THROW(kSource, StringBuilder(L"A data element in '%s' has no table structure",
-                                                m_source->GetFile().GetString()));
+            ThrowDataWithoutStructure();
+        }
+        if (found) {
+            next->data->SetXmlText(std::move(text));
+            Log(StringBuilder(L"Table '%s' xml source extracted in %.4f [s]",
+                              next->name.GetString(), korvan::MonotonicSeconds() - start));
+            if (NextUnreadTable() == nullptr) {
+                ReadRestOfStream();
+            }
         }
     }
     if (!found) {
         m_source->Release();
         return nullptr;
     }
-    next->data->SetXmlText(std::move(text));
-    Log(StringBuilder(L"Table '%s' xml source extracted in %.4f [s]", next->name.GetString(),
-                      korvan::MonotonicSeconds() - start));
     return next->data;
+}
+
+void DbDatabase::ReadRestOfStream() {
+    std::string text;
+    if (m_source->ExtractXmlText(L"\\database\\body\\data\\table", text,
+                                 DbSource::Search::Section)) {
+        ThrowDataWithoutStructure();
+    }
+    // No element has an empty path: the search checks the rest of the file
+    // and ends the stream at its end.
+    m_source->ExtractXmlText(CString(), text, DbSource::Search::WholeFile);
+}
+
+void DbDatabase::ThrowDataWithoutStructure() const {
+    KORVAN_THROW(kSource, StringBuilder(L"A data element in '%s' has no table structure",
+                                        m_source->GetFile().GetString()));
 }
 
 DbTableInfo* DbDatabase::NextUnreadTable() {
@@ -176,11 +304,15 @@ void DbDatabase::ParseXmlDatabase() {
     if (!korvan::IsValidUtf8(text)) {
         KORVAN_THROW(kSource, StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));
     }
+    CheckBeforeParsing(file, text);
     const korvan::TableXml xml(*this);
     // Parsed where it lies: the document's names and values point into text.
     pugi::xml_document doc;
-    xml.CheckParsed(doc.load_buffer_inplace(text.data(), text.size(), pugi::parse_default,
-                                            pugi::encoding_utf8));
+    // As a fragment, so that the document keeps the text around its root,
+    // which the parser would otherwise drop unseen.
+    xml.CheckParsed(doc.load_buffer_inplace(
+        text.data(), text.size(), pugi::parse_default | pugi::parse_fragment, pugi::encoding_utf8));
+    CheckAfterParsing(file, doc, text.size());
 
     pugi::xml_node root;
     for (pugi::xml_node child : doc.children()) {
@@ -202,7 +334,7 @@ void DbDatabase::ParseXmlDatabase() {
     const pugi::xml_node headerData = NextElement(headerStructure);
     const pugi::xml_node body = NextElement(header);
     const pugi::xml_node bodyStructure = FirstElement(body);
-    pugi::xml_node bodyData = NextElement(bodyStructure);
+    const pugi::xml_node bodyData = NextElement(bodyStructure);
 
     LoadStructureSection(xml, headerStructure);
     for (pugi::xml_node table = FirstElement(headerData); table; table = NextElement(table)) {
@@ -215,7 +347,7 @@ void DbDatabase::ParseXmlDatabase() {
     for (pugi::xml_node table = FirstElement(bodyData); table;) {
         LoadTableData(xml, table);
         const pugi::xml_node next = NextElement(table);
-        bodyData.remove_child(table);
+        RemoveSubtree(table);
         table = next;
     }
 }

@@ -32,9 +32,11 @@ CString LastComponent(const CString& path) {
     return path.Mid(path.ReverseFind(L'\\') + 1);
 }
 
-// Drops the last component of a path.
+// Drops the last component of a path, in place: the work is that of the
+// component, not of the whole path, however deep the element.
 void PopComponent(CString& path) {
-    path = path.Left(std::max(path.ReverseFind(L'\\'), 0));
+    const int start = std::max(path.ReverseFind(L'\\'), 0);
+    path.Delete(start, path.GetLength() - start);
 }
 
 // Paths are compared exactly, except that with anyCaseRoot the root element

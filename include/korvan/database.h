@@ -314,6 +314,10 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     // The first TABLE, by registry position, whose data has neither rows nor
     // text yet; null when there is none.
     DbTableInfo* NextUnreadTable();
+    // Streamed reading: once every table has its data, reads the rest of the
+    // file, which must hold no more data and end the document well.
+    void ReadRestOfStream();
+    [[noreturn]] void ThrowDataWithoutStructure() const;
     // Every entry, by registry position.
     std::vector<DbTableInfo*> EntriesInOrder();
     void CreateHeaderTables();
