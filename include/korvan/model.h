@@ -78,10 +78,30 @@ class KORVAN_API DbItem {
     static void CopyStamps(DbItem& to, const DbItem& from);
 
   private:
+    // The subtree's newest stamp and whether it changed are kept as caches
+    // while every item below is of the library's own classes: a new stamp
+    // updates them on the way up, anything else that can lower them (a
+    // child added or removed, stamps copied) makes them unknown on the way
+    // up, and the next question walks the subtree once. Below an item of
+    // another class the walk asks every time, as that class may answer in
+    // its own way.
+    void Stamped();
+    void Restructured();
+    // Walks the children for the two answers, and keeps them when they can
+    // be kept.
+    bool WalkChanged() const;
+    LONG WalkNewest() const;
+
     DbItem* m_parent;
     std::vector<DbItem*> m_children;
     LONG m_changeId;
     LONG m_syncId;
+    mutable LONG m_newest;  // while m_newestKnown
+    bool m_registered;      // listed in m_parent's children
+    bool m_opaque;          // a listed child may not report its stamps here
+    mutable bool m_newestKnown;
+    mutable bool m_changedKnown;
+    mutable bool m_changed;  // while m_changedKnown
 
     static LONG m_changeCounter;
 };
