@@ -20,19 +20,31 @@ const wchar_t* const kPropertiesFields[] = {L"units", L"unit_long", L"unit_sect"
 }  // namespace
 
 DbDatabase::DbDatabase(const CString& file)
-    : DbItem(nullptr), m_headerPending(true), m_structurePending(true), m_readFailed(false) {
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, nullptr),
+      m_headerPending(true),
+      m_structurePending(true),
+      m_readFailed(false) {
     m_source = std::make_unique<DbSource>(this, file);
     ++m_openDbCount;
 }
 
 DbDatabase::DbDatabase()
-    : DbItem(nullptr), m_headerPending(true), m_structurePending(true), m_readFailed(false) {
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, nullptr),
+      m_headerPending(true),
+      m_structurePending(true),
+      m_readFailed(false) {
     m_source = std::make_unique<DbSource>(this);
     ++m_openDbCount;
 }
 
 DbDatabase::DbDatabase(const DbDatabase& other)
-    : DbItem(nullptr), m_headerPending(false), m_structurePending(false), m_readFailed(false) {
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, nullptr),
+      m_headerPending(false),
+      m_structurePending(false),
+      m_readFailed(false) {
     m_source = std::make_unique<DbSource>(this);
     try {
         Assign(other);
@@ -63,6 +75,10 @@ DbDatabase::~DbDatabase() {
     m_source.reset();
     Clear();
     --m_openDbCount;
+}
+
+korvan::ItemLinks* DbDatabase::Links(bool /*make*/) const {
+    return &m_links;
 }
 
 void DbDatabase::Assign(const DbDatabase& other) {

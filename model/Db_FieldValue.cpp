@@ -42,10 +42,13 @@ constexpr VARTYPE kBinary = VT_ARRAY | VT_UI1;
 }  // namespace
 
 DbFieldValue::DbFieldValue(DbItem* parent, int index)
-    : DbItem(parent), m_index(index), m_null(false) {}
+    : DbItem(parent), m_null(false), m_index(index) {}
+
+DbFieldValue::DbFieldValue(korvan::LinkPlace place, int index) noexcept
+    : DbItem(place), m_null(false), m_index(index) {}
 
 DbFieldValue::DbFieldValue(const DbFieldValue& other)
-    : DbItem(other), m_index(other.m_index), m_null(other.m_null), m_value(other.m_value) {}
+    : DbItem(other), m_null(other.m_null), m_index(other.m_index), m_value(other.m_value) {}
 
 DbFieldValue& DbFieldValue::operator=(const DbFieldValue& other) {
     if (this != &other) {

@@ -34,8 +34,62 @@ class DbTableDescr;
 class DbTableRow;
 class DbRows;
 
+namespace korvan {
+class RowCell;
+struct RowCells;
+struct CellBlock;
+struct RowExtras;
+class RowMemory;
+}  // namespace korvan
+
 // ---------------------------------------------------------------------------
 // Item tree and change tracking.
+
+class DbItem;
+
+namespace korvan {
+
+// Internal to the library. Where an item keeps its place in the tree and its
+// stamps: the library's classes in a member, the cells of a row in their row,
+// items of other classes in a table of the library's.
+enum class LinkPlace : uint8_t { kTable, kInside, kCell };
+
+// Internal to the library: an item's parent and children, its two stamps,
+// and the answers of its subtree (newest stamp, whether it changed) kept as
+// long as they hold.
+class ItemLinks {
+  public:
+    // Registers self at the end of parent's children.
+    ItemLinks(DbItem* self, DbItem* parent);
+    // A copy's links: other's parent, without registering there, other's
+    // children (the same items) and other's stamps.
+    ItemLinks(DbItem* self, const ItemLinks& other);
+    // Takes self out of its parent's children.
+    ~ItemLinks();
+    ItemLinks(const ItemLinks&) = delete;
+    ItemLinks& operator=(const ItemLinks&) = delete;
+
+    DbItem* self;
+    DbItem* parent;
+    std::vector<DbItem*> children;
+    LONG changeId = 0;
+    LONG syncId = 0;
+    LONG newest = 0;      // while newestKnown
+    bool registered;      // listed in parent's children
+    bool opaque = false;  // a listed child may report its stamps elsewhere
+    bool newestKnown = true;
+    bool changedKnown = true;
+    bool changed = false;  // while changedKnown
+};
+
+// Internal to the library: what a walk over an item's children collects.
+struct ChildAnswers {
+    LONG newest = 0;
+    bool changed = false;
+    bool keep = true;  // every child answered as DbItem does, from kept answers
+};
+
+}  // namespace korvan
 
 class KORVAN_API DbItem {
   public:
@@ -65,6 +119,9 @@ class KORVAN_API DbItem {
     virtual uint64_t CalcSize() const;
 
   protected:
+    // For the library's own classes, which say where their links are kept.
+    explicit DbItem(korvan::LinkPlace place) noexcept;
+
     void AddChild(DbItem* child);
     void RemoveChild(DbItem* child);
     // Forgets every child without touching them; an owner about to destroy
@@ -72,36 +129,48 @@ class KORVAN_API DbItem {
     void ReleaseChildren();
     // Makes room for count more children in one step.
     void ReserveChildren(size_t count);
-    size_t GetChildCount() const { return m_children.size(); }
+    size_t GetChildCount() const;
     // Gives "to" the change stamps of "from"; the links of both stay as they
     // are. Owners use it when they copy their parts.
     static void CopyStamps(DbItem& to, const DbItem& from);
 
   private:
-    // The subtree's newest stamp and whether it changed are kept as caches
-    // while every item below is of the library's own classes: a new stamp
-    // updates them on the way up, anything else that can lower them (a
-    // child added or removed, stamps copied) makes them unknown on the way
-    // up, and the next question walks the subtree once. Below an item of
-    // another class the walk asks every time, as that class may answer in
-    // its own way.
-    void Stamped();
-    void Restructured();
-    // Walks the children for the two answers, and keeps them when they can
-    // be kept.
-    bool WalkChanged() const;
-    LONG WalkNewest() const;
+    friend class korvan::ItemLinks;
+    friend class korvan::RowCell;
+    friend struct korvan::RowCells;
+    friend class DbTableRow;
 
-    DbItem* m_parent;
-    std::vector<DbItem*> m_children;
-    LONG m_changeId;
-    LONG m_syncId;
-    mutable LONG m_newest;  // while m_newestKnown
-    bool m_registered;      // listed in m_parent's children
-    bool m_opaque;          // a listed child may not report its stamps here
-    mutable bool m_newestKnown;
-    mutable bool m_changedKnown;
-    mutable bool m_changed;  // while m_changedKnown
+    // This item's links; with make false, null while it has none (no
+    // parent, no children, no stamp).
+    virtual korvan::ItemLinks* Links(bool make) const;
+    // Gives a copy of this item the links it starts with.
+    virtual void CopyLinksInto(korvan::ItemLinks& copy) const;
+    // Children a class holds without listing them (the cells of a row).
+    virtual size_t UnlistedChildCount() const;
+    virtual void AnswerForUnlisted(korvan::ChildAnswers& answers, bool newest) const;
+    // True when every one of them keeps its answers afterwards.
+    virtual bool SyncUnlisted();
+    virtual uint64_t SizeOfUnlisted() const;
+
+    // The answers kept for a subtree hold while every item below is of the
+    // library's own classes: a new stamp updates them on the way up, anything
+    // that can lower them (a child added or removed, stamps copied) makes them
+    // unknown on the way up, and the next question walks the subtree once.
+    // Below an item of another class the walk asks every time.
+    static LONG NextStamp();
+    static void Stamped(korvan::ItemLinks& links, LONG stamp);
+    static void Restructured(korvan::ItemLinks* links);
+    // From item up: whether the subtrees hold a change is open.
+    static void ChangedUnknownFrom(korvan::ItemLinks* item);
+    static korvan::ItemLinks* Above(const korvan::ItemLinks& links);
+    static bool AnswersAsDbItem(const DbItem& item);
+    // Adds child's answer (and whether it may be kept) to answers.
+    static void Answer(const DbItem& child, korvan::ChildAnswers& answers, bool newest);
+    bool WalkChanged(korvan::ItemLinks& links) const;
+    LONG WalkNewest(korvan::ItemLinks& links) const;
+
+    korvan::LinkPlace m_linkPlace;
+    uint8_t m_cellState;  // the cells of a row: their own change flags
 
     static LONG m_changeCounter;
 };
@@ -191,8 +260,13 @@ class KORVAN_API DbFieldValue : public DbItem {
     void ValueToString(CString& out) const;
 
   protected:
-    int m_index;
+    // For the library's own kinds of values, which say where their links are
+    // kept.
+    DbFieldValue(korvan::LinkPlace place, int index) noexcept;
+
+    // In this order, so that a value takes two words beside its variant.
     bool m_null;
+    int m_index;
     CComVariant m_value;
 
   private:
@@ -260,6 +334,9 @@ class KORVAN_API DbFieldDescr : public DbFieldValue {
   private:
     friend class DbFieldValue;
 
+    korvan::ItemLinks* Links(bool make) const override;
+
+    mutable korvan::ItemLinks m_links;
     bool m_required;
     bool m_key;
     CString m_name;
@@ -358,10 +435,12 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
     virtual bool CreateIndex(CString name, DbIndex* index);
 
   private:
+    korvan::ItemLinks* Links(bool make) const override;
     void RebuildNameMap() const;
     // Adds copies of other's fields, indexes and filters.
     void CopyParts(const DbTableDescr& other);
 
+    mutable korvan::ItemLinks m_links;
     std::vector<DbFieldDescr*> m_fields;
     DbDatabase* m_database;
     mutable bool m_nameMapDirty;
@@ -397,13 +476,13 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     uint64_t GetSize() const override;
 
     // REQUIRES: i below GetFieldCount() (no range check).
-    DbFieldValue& operator[](uint64_t i) { return *m_fields[i]; }
-    const DbFieldValue& operator[](uint64_t i) const { return *m_fields[i]; }
-    DbFieldValue& GetField(uint64_t i) { return *m_fields[i]; }
-    const DbFieldValue& GetField(uint64_t i) const { return *m_fields[i]; }
+    DbFieldValue& operator[](uint64_t i);
+    const DbFieldValue& operator[](uint64_t i) const;
+    DbFieldValue& GetField(uint64_t i) { return (*this)[i]; }
+    const DbFieldValue& GetField(uint64_t i) const { return (*this)[i]; }
     // REQUIRES: the descriptor has the field.
     DbFieldValue& operator[](const CString& name);
-    size_t GetFieldCount() const { return m_fields.size(); }
+    size_t GetFieldCount() const;
     DbTableDescr* GetTableDescr() const { return m_descr; }
     void SetTableDescr(DbTableDescr* descr) { m_descr = descr; }
 
@@ -438,27 +517,33 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     void Evaluate();
 
   protected:
+    // The row takes v and destroys it with itself; the cell it replaces is
+    // kept until then.
     void SetFieldValuePtr(uint64_t i, DbFieldValue* v);
 
   private:
     friend class DbRows;
+    friend class korvan::RowCell;
+    friend struct korvan::RowCells;
+
+    korvan::ItemLinks* Links(bool make) const override;
+    size_t UnlistedChildCount() const override;
+    void AnswerForUnlisted(korvan::ChildAnswers& answers, bool newest) const override;
+    bool SyncUnlisted() override;
+    uint64_t SizeOfUnlisted() const override;
 
     // The position of the named field's cell; -1 when there is none.
     int FindCell(const CString& field) const;
-    // Room for count cells in one allocation, and in the child list.
-    void AllocateCells(size_t count);
-    // Makes one cell per field of the descriptor, all in one allocation.
-    void CreateCells(bool withDefaults);
-    // Makes copies of other's cells, all in one allocation.
-    void CopyCells(const DbTableRow& other);
-    void DestroyCells();
-    // Destroys a cell of this row, made with the row or added later.
-    void DestroyCell(DbFieldValue* cell);
 
-    std::vector<DbFieldValue*> m_fields;
+    // The cells live in blocks: the row's own (made with it, in field order;
+    // in the container's memory right behind the row when the container made
+    // it) and, after fields were added, one more per added cell.
+    mutable korvan::ItemLinks m_links;
     DbTableDescr* m_descr;
-    DbFieldValue* m_cellBlock;  // the cells made with the row
-    size_t m_cellBlockSize;
+    korvan::CellBlock* m_cells;
+    // The cells by position once they are not simply m_cells in order, the
+    // further blocks, and what else few rows need; null until needed.
+    korvan::RowExtras* m_extras;
 };
 
 // The rows of a table, as positions into a row store. A container bound to
@@ -503,16 +588,20 @@ class KORVAN_API DbRows : public DbItem {
     const std::vector<uint64_t>& GetOrder() const { return m_order; }
 
   private:
-    DbTableRow* NewRow(bool withDefaults);
+    korvan::ItemLinks* Links(bool make) const override;
     // Adds copies of the rows of other's own store to this one's.
     void CopyOwnRows(const DbRows& other);
     void DestroyOwnRows();
 
+    mutable korvan::ItemLinks m_links;
     DbTableDescr* m_descr;
     std::vector<uint64_t> m_order;
     std::vector<DbTableRow*>* m_store;  // the store shown: the own one, or the source's
     DbRows* m_boundTo;
     std::vector<DbTableRow*>* m_ownStore;  // made by the constructor; owned
+    // The memory of the rows in the store shown, kept by the store's owner.
+    korvan::RowMemory* m_memory;
+    korvan::RowMemory* m_ownMemory;  // owned
 };
 
 // A table's rows with lazy parsing from stored XML text and index search.
@@ -578,6 +667,7 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     friend class DbTableRow;
     friend class DbDatabase;
 
+    korvan::ItemLinks* Links(bool make) const override;
     // SetXmlSource for text that is UTF-8 already, as the database reads it.
     void SetXmlText(std::string utf8);
     bool ParseXmlData();
@@ -586,6 +676,7 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     // Appends message to db's log; nothing without a database.
     static void Log(DbDatabase* db, const CString& message);
 
+    mutable korvan::ItemLinks m_links;
     DbRows* m_rows;
     std::string m_xmlSource;  // UTF-8
     bool m_xmlPending;
