@@ -79,8 +79,10 @@ void DbFieldValue::SetValue(const CComVariant& v) {
         }
     }
     // A value keeps the type of its field; a value that does not convert
-    // keeps its own.
-    VariantChangeType(&m_value, &m_value, 0, type);
+    // keeps its own. (A value of that type already is its own conversion.)
+    if (m_value.vt != type) {
+        VariantChangeType(&m_value, &m_value, 0, type);
+    }
     SetChanged();
 }
 

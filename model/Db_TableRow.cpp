@@ -5,6 +5,7 @@
 #include "model/Db_RowCells.h"
 #include "model/Db_RowXml.h"
 #include "platform/unicode.h"
+#include "platform/variant_order.h"
 
 #include <algorithm>
 
@@ -12,6 +13,21 @@ namespace {
 
 std::wstring_view BstrView(BSTR text) {
     return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
+}
+
+// One field of a row comparison: unequal values decide by the greater rule.
+DbTableRow::eCmpResult CompareValues(const VARIANT& left, const VARIANT& right) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(left, right, order)) {
+        if (order == VARCMP_EQ) {
+            return DbTableRow::cmpEqual;
+        }
+        return order == VARCMP_GT ? DbTableRow::cmpGreater : DbTableRow::cmpLess;
+    }
+    if (DbTableRow::IsEqual(left, right)) {
+        return DbTableRow::cmpEqual;
+    }
+    return DbTableRow::IsGreater(left, right) ? DbTableRow::cmpGreater : DbTableRow::cmpLess;
 }
 
 }  // namespace
@@ -167,6 +183,10 @@ int DbTableRow::FindCell(const CString& field) const {
 }
 
 bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(left, right, order)) {
+        return order == VARCMP_EQ;
+    }
     if (left.vt == VT_BSTR) {
         // Text on the left compares as text without regard to case, with
         // the right value in its text form.
@@ -187,6 +207,10 @@ bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {
 }
 
 bool DbTableRow::IsGreater(const VARIANT& left, const VARIANT& right) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(left, right, order)) {
+        return order == VARCMP_GT;
+    }
     if (left.vt == VT_NULL && right.vt == VT_NULL) {
         return false;
     }
@@ -227,8 +251,9 @@ DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields
     for (const uint64_t field : fields) {
         const CComVariant& left = RowCells::At(*this, field).GetValue();
         const CComVariant& right = RowCells::At(other, field).GetValue();
-        if (!IsEqual(left, right)) {
-            return IsGreater(left, right) ? cmpGreater : cmpLess;
+        const eCmpResult result = CompareValues(left, right);
+        if (result != cmpEqual) {
+            return result;
         }
     }
     return cmpEqual;
@@ -245,9 +270,9 @@ DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields
                                              const DbTableRow& row) {
     const size_t n = std::min(fields.size(), count > 0 ? static_cast<size_t>(count) : 0);
     for (size_t i = 0; i < n; ++i) {
-        const CComVariant& cell = RowCells::At(row, fields[i]).GetValue();
-        if (!IsEqual(keys[i], cell)) {
-            return IsGreater(keys[i], cell) ? cmpGreater : cmpLess;
+        const eCmpResult result = CompareValues(keys[i], RowCells::At(row, fields[i]).GetValue());
+        if (result != cmpEqual) {
+            return result;
         }
     }
     return cmpEqual;

@@ -67,7 +67,15 @@ int CompareNoCase(std::wstring_view a, std::wstring_view b) {
 }
 
 bool EqualNoCase(std::wstring_view a, std::wstring_view b) {
-    return a.size() == b.size() && CompareNoCase(a, b) == 0;
+    if (a.size() != b.size()) {
+        return false;
+    }
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i] != b[i] && FoldCaseSimple(a[i]) != FoldCaseSimple(b[i])) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool IsWhiteSpace(wchar_t ch) {

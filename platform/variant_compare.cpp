@@ -1,10 +1,13 @@
+// VarCmp and VarBstrCmp: the OLE order of two variants and of two texts.
 #include <korvan/platform.h>
 
 #include <cmath>
+#include <cwchar>
 #include <string_view>
 
 #include "platform/collation.h"
 #include "platform/variant_number.h"
+#include "platform/variant_order.h"
 
 namespace korvan {
 namespace {
@@ -24,14 +27,6 @@ bool IsUnorderable(VARTYPE vt) {
         default:
             return false;
     }
-}
-
-template <typename T>
-HRESULT Order(T left, T right) {
-    if (left == right) {
-        return VARCMP_EQ;
-    }
-    return left < right ? VARCMP_LT : VARCMP_GT;  // NaN: greater, whatever its side
 }
 
 // The UTF-16 code units of a text, one after the other.
@@ -75,12 +70,12 @@ HRESULT CompareUtf16Bytes(BSTR left, UINT leftLength, BSTR right, UINT rightLeng
         const bool moreLeft = a.Next(x);
         const bool moreRight = b.Next(y);
         if (!moreLeft || !moreRight) {
-            return Order(moreLeft, moreRight);
+            return OrderOf(moreLeft, moreRight);
         }
         if (x != y) {
             const uint32_t swappedX = ((x & 0xFF) << 8) | (x >> 8);
             const uint32_t swappedY = ((y & 0xFF) << 8) | (y >> 8);
-            return Order(swappedX, swappedY);
+            return OrderOf(swappedX, swappedY);
         }
     }
 }
@@ -95,19 +90,19 @@ HRESULT CompareNumbers(const VARIANT& left, const VARIANT& right) {
         float y = 0.0f;
         // A value beyond the range of R4 has both compared as R8.
         if (SUCCEEDED(FloatFromNumber(a, x)) && SUCCEEDED(FloatFromNumber(b, y))) {
-            return Order(x, y);
+            return OrderOf(x, y);
         }
-        return Order(DoubleFromNumber(a), DoubleFromNumber(b));
+        return OrderOf(DoubleFromNumber(a), DoubleFromNumber(b));
     }
     if (a.kind == VariantNumber::Kind::kReal || b.kind == VariantNumber::Kind::kReal) {
-        return Order(DoubleFromNumber(a), DoubleFromNumber(b));
+        return OrderOf(DoubleFromNumber(a), DoubleFromNumber(b));
     }
     // EMPTY, BOOL, UI1, I2, I4, INT and I8: all signed but UI1, which fits.
     const auto integer = [](const VariantNumber& n) {
         return n.kind == VariantNumber::Kind::kSigned ? n.signedValue
                                                       : static_cast<int64_t>(n.unsignedValue);
     };
-    return Order(integer(a), integer(b));
+    return OrderOf(integer(a), integer(b));
 }
 
 // A text against EMPTY: equal when the text is empty, else greater; against
@@ -124,6 +119,10 @@ HRESULT Reverse(HRESULT order) {
 }  // namespace korvan
 
 HRESULT VarCmp(const VARIANT* pvarLeft, const VARIANT* pvarRight, LCID lcid, ULONG dwFlags) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(*pvarLeft, *pvarRight, order)) {
+        return order;
+    }
     const VARTYPE left = pvarLeft->vt;
     const VARTYPE right = pvarRight->vt;
     // Flag bits (arrays, references, and the numeric-text modes of
@@ -166,11 +165,16 @@ HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags) {
     }
     const UINT leftLength = SysStringLen(bstrLeft);
     const UINT rightLength = SysStringLen(bstrRight);
+    // The same characters are equal in every order.
+    if (leftLength == rightLength && leftLength > 0 &&
+        std::wmemcmp(bstrLeft, bstrRight, leftLength) == 0) {
+        return VARCMP_EQ;
+    }
     if (lcid == 0) {
         return korvan::CompareUtf16Bytes(bstrLeft, leftLength, bstrRight, rightLength);
     }
     if (leftLength == 0 || rightLength == 0) {
-        return korvan::Order(leftLength, rightLength);
+        return korvan::OrderOf(leftLength, rightLength);
     }
     korvan::TextCollator* collator = korvan::TextCollator::Current();
     if (!collator) {
@@ -179,5 +183,5 @@ HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags) {
     const int order = collator->Compare(std::wstring_view(bstrLeft, leftLength),
                                         std::wstring_view(bstrRight, rightLength),
                                         (dwFlags & NORM_IGNORECASE) != 0);
-    return korvan::Order(order, 0);
+    return korvan::OrderOf(order, 0);
 }
