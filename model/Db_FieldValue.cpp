@@ -5,6 +5,7 @@
 #include "model/Db_Base64.h"
 #include "model/Db_FieldBinary.h"
 #include "model/Db_FieldTypes.h"
+#include "platform/variant_types.h"
 
 #include <cstring>
 
@@ -70,7 +71,7 @@ uint64_t DbFieldValue::GetSize() const {
 void DbFieldValue::SetValue(const CComVariant& v) {
     const VARTYPE type = m_value.vt;
     if (&v != &m_value) {
-        const HRESULT hr = VariantCopy(&m_value, &v);
+        const HRESULT hr = korvan::CopyVariant(m_value, v);
         if (FAILED(hr)) {
             m_value.Clear();
             m_value.vt = VT_ERROR;

@@ -26,6 +26,46 @@ std::unordered_map<const DbItem*, std::unique_ptr<ItemLinks>>& LinksTable() {
 
 namespace korvan {
 
+ChildList::ChildList(const ChildList& other) {
+    if (!other.empty()) {
+        m_items = std::make_unique<std::vector<DbItem*>>(*other.m_items);
+    }
+}
+
+ChildList& ChildList::operator=(const ChildList& other) {
+    if (this != &other) {
+        ChildList copy(other);
+        *this = std::move(copy);
+    }
+    return *this;
+}
+
+void ChildList::push_back(DbItem* item) {
+    if (m_items == nullptr) {
+        m_items = std::make_unique<std::vector<DbItem*>>();
+    }
+    m_items->push_back(item);
+}
+
+void ChildList::reserve(size_t count) {
+    if (m_items == nullptr) {
+        m_items = std::make_unique<std::vector<DbItem*>>();
+    }
+    m_items->reserve(count);
+}
+
+bool ChildList::remove(DbItem* item) {
+    if (m_items == nullptr) {
+        return false;
+    }
+    const auto it = std::find(m_items->begin(), m_items->end(), item);
+    if (it == m_items->end()) {
+        return false;
+    }
+    m_items->erase(it);
+    return true;
+}
+
 ItemLinks::ItemLinks(DbItem* self, DbItem* parent)
     : self(self), parent(parent), registered(parent != nullptr) {
     if (parent != nullptr) {
@@ -318,9 +358,7 @@ void DbItem::RemoveChild(DbItem* child) {
     if (links == nullptr) {
         return;
     }
-    const auto it = std::find(links->children.begin(), links->children.end(), child);
-    if (it != links->children.end()) {
-        links->children.erase(it);
+    if (links->children.remove(child)) {
         Restructured(links);
     }
 }
@@ -336,7 +374,7 @@ void DbItem::CopyStamps(DbItem& to, const DbItem& from) {
 }
 
 void DbItem::ReserveChildren(size_t count) {
-    std::vector<DbItem*>& children = Links(true)->children;
+    korvan::ChildList& children = Links(true)->children;
     children.reserve(children.size() + count);
 }
 

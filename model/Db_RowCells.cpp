@@ -2,6 +2,8 @@
 // makes its rows in.
 #include "model/Db_RowCells.h"
 
+#include "platform/variant_types.h"
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -171,7 +173,12 @@ void RowCells::Create(DbTableRow& row, bool withDefaults, void* space) {
         RowCell* cells = row.m_cells->Cells();
         for (size_t i = 0; i < count; ++i) {
             // A plain copy: the new cells do not count as changed.
-            cells[i].GetVariant() = descr->GetField(static_cast<int>(i)).GetValue();
+            const CComVariant& value = descr->GetField(static_cast<int>(i)).GetValue();
+            if (IsPlainVarType(value.vt)) {
+                static_cast<VARIANT&>(cells[i].GetVariant()) = value;
+            } else {
+                cells[i].GetVariant() = value;
+            }
         }
     }
 }

@@ -24,6 +24,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -54,6 +55,30 @@ namespace korvan {
 // items of other classes in a table of the library's.
 enum class LinkPlace : uint8_t { kTable, kInside, kCell };
 
+// Internal to the library: children, in the order they were listed; one word
+// while there are none.
+class ChildList {
+  public:
+    ChildList() = default;
+    ChildList(const ChildList& other);
+    ChildList& operator=(const ChildList& other);
+    ChildList(ChildList&& other) noexcept = default;
+    ChildList& operator=(ChildList&& other) noexcept = default;
+
+    bool empty() const { return m_items == nullptr || m_items->empty(); }
+    size_t size() const { return m_items != nullptr ? m_items->size() : 0; }
+    DbItem* const* begin() const { return m_items != nullptr ? m_items->data() : nullptr; }
+    DbItem* const* end() const { return begin() + size(); }
+    void push_back(DbItem* item);
+    void reserve(size_t count);
+    // Removes the first occurrence; false when there is none.
+    bool remove(DbItem* item);
+    void clear() { m_items.reset(); }
+
+  private:
+    std::unique_ptr<std::vector<DbItem*>> m_items;
+};
+
 // Internal to the library: an item's parent and children, its two stamps,
 // and the answers of its subtree (newest stamp, whether it changed) kept as
 // long as they hold.
@@ -71,7 +96,7 @@ class ItemLinks {
 
     DbItem* self;
     DbItem* parent;
-    std::vector<DbItem*> children;
+    ChildList children;
     LONG changeId = 0;
     LONG syncId = 0;
     LONG newest = 0;      // while newestKnown
