@@ -3,8 +3,8 @@
 #include <korvan/database.h>
 
 #include "platform/format.h"
+#include "platform/message_box.h"
 
-#include <cstdio>
 #include <iterator>
 
 LONG DbDatabase::m_openDbCount = 0;
@@ -24,7 +24,8 @@ DbDatabase::DbDatabase(const CString& file)
       m_links(this, nullptr),
       m_headerPending(true),
       m_structurePending(true),
-      m_readFailed(false) {
+      m_readFailed(false),
+      m_firstUnread(0) {
     m_source = std::make_unique<DbSource>(this, file);
     ++m_openDbCount;
 }
@@ -34,7 +35,8 @@ DbDatabase::DbDatabase()
       m_links(this, nullptr),
       m_headerPending(true),
       m_structurePending(true),
-      m_readFailed(false) {
+      m_readFailed(false),
+      m_firstUnread(0) {
     m_source = std::make_unique<DbSource>(this);
     ++m_openDbCount;
 }
@@ -44,7 +46,8 @@ DbDatabase::DbDatabase(const DbDatabase& other)
       m_links(this, nullptr),
       m_headerPending(false),
       m_structurePending(false),
-      m_readFailed(false) {
+      m_readFailed(false),
+      m_firstUnread(0) {
     m_source = std::make_unique<DbSource>(this);
     try {
         Assign(other);
@@ -65,6 +68,8 @@ DbDatabase& DbDatabase::operator=(const DbDatabase& other) {
 DbDatabase::~DbDatabase() {
     // Save itself refuses to write over a file whose reading failed.
     if (IsChanged() && (m_source->IsXmlBased() || m_source->IsMdbBased())) {
+        // Nothing may leave a destructor: whatever the save throws ends here,
+        // foreign exceptions too (the file stays as it was).
         try {
             Save(m_source->GetFile());
         } catch (CException* e) {
@@ -287,6 +292,10 @@ void DbDatabase::Log(const CString& message) {
     m_errorLog.push_back(message);
 }
 
+void DbDatabase::SetReadFailed() {
+    m_readFailed = true;
+}
+
 CString DbDatabase::GetErrorLog() const {
     return korvan::Join(m_errorLog, L"\r\n");
 }
@@ -297,6 +306,5 @@ void DbDatabase::GetError(std::vector<CString>& messages) {
 }
 
 void DbDatabase::ShowErrorLog() const {
-    std::fprintf(stderr, "Korvan\n%s\n", GetErrorLog().ToUtf8().c_str());
-    std::fflush(stderr);
+    korvan::ShowMessageBox(L"Korvan", GetErrorLog().str());
 }

@@ -5,7 +5,7 @@
 #include "model/Db_Base64.h"
 #include "model/Db_FieldBinary.h"
 #include "model/Db_FieldTypes.h"
-#include "platform/variant_types.h"
+#include "platform/variant_plain.h"
 
 #include <cstring>
 

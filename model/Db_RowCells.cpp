@@ -2,7 +2,7 @@
 // makes its rows in.
 #include "model/Db_RowCells.h"
 
-#include "platform/variant_types.h"
+#include "platform/variant_plain.h"
 
 #include <algorithm>
 #include <cstring>
