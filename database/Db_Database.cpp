@@ -20,7 +20,8 @@ const wchar_t* const kPropertiesFields[] = {L"units", L"unit_long", L"unit_sect"
 }  // namespace
 
 DbDatabase::DbDatabase(const CString& file)
-    : DbItem(nullptr),
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, nullptr),
       m_headerPending(true),
       m_structurePending(true),
       m_readFailed(false),
@@ -30,7 +31,8 @@ DbDatabase::DbDatabase(const CString& file)
 }
 
 DbDatabase::DbDatabase()
-    : DbItem(nullptr),
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, nullptr),
       m_headerPending(true),
       m_structurePending(true),
       m_readFailed(false),
@@ -40,7 +42,8 @@ DbDatabase::DbDatabase()
 }
 
 DbDatabase::DbDatabase(const DbDatabase& other)
-    : DbItem(nullptr),
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, nullptr),
       m_headerPending(false),
       m_structurePending(false),
       m_readFailed(false),
@@ -77,6 +80,10 @@ DbDatabase::~DbDatabase() {
     m_source.reset();
     Clear();
     --m_openDbCount;
+}
+
+korvan::ItemLinks* DbDatabase::Links(bool /*make*/) const {
+    return &m_links;
 }
 
 void DbDatabase::Assign(const DbDatabase& other) {

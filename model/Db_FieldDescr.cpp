@@ -32,15 +32,27 @@ int TextToInt(const char* text) {
 DbFieldDescr::DbFieldDescr() : DbFieldDescr(nullptr, -1) {}
 
 DbFieldDescr::DbFieldDescr(DbItem* parent, int index)
-    : DbFieldValue(parent, index), m_required(false), m_key(false), m_fromString(nullptr) {}
+    : DbFieldValue(korvan::LinkPlace::kInside, index),
+      m_links(this, parent),
+      m_required(false),
+      m_key(false),
+      m_fromString(nullptr) {}
 
 DbFieldDescr::DbFieldDescr(const DbFieldDescr& other)
-    : DbFieldValue(other),
+    : DbFieldValue(korvan::LinkPlace::kInside, other.m_index),
+      m_links(this, other.m_links),
       m_required(other.m_required),
       m_key(other.m_key),
       m_name(other.m_name),
       m_safeName(other.m_safeName),
-      m_fromString(other.m_fromString) {}
+      m_fromString(other.m_fromString) {
+    m_null = other.m_null;
+    m_value = other.m_value;
+}
+
+korvan::ItemLinks* DbFieldDescr::Links(bool /*make*/) const {
+    return &m_links;
+}
 
 DbFieldDescr& DbFieldDescr::operator=(const DbFieldDescr& other) {
     if (this != &other) {

@@ -5,6 +5,7 @@
 #include "model/Db_Base64.h"
 #include "model/Db_FieldBinary.h"
 #include "model/Db_FieldTypes.h"
+#include "platform/variant_plain.h"
 
 #include <cstring>
 
@@ -42,10 +43,13 @@ constexpr VARTYPE kBinary = VT_ARRAY | VT_UI1;
 }  // namespace
 
 DbFieldValue::DbFieldValue(DbItem* parent, int index)
-    : DbItem(parent), m_index(index), m_null(false) {}
+    : DbItem(parent), m_null(false), m_index(index) {}
+
+DbFieldValue::DbFieldValue(korvan::LinkPlace place, int index) noexcept
+    : DbItem(place), m_null(false), m_index(index) {}
 
 DbFieldValue::DbFieldValue(const DbFieldValue& other)
-    : DbItem(other), m_index(other.m_index), m_null(other.m_null), m_value(other.m_value) {}
+    : DbItem(other), m_null(other.m_null), m_index(other.m_index), m_value(other.m_value) {}
 
 DbFieldValue& DbFieldValue::operator=(const DbFieldValue& other) {
     if (this != &other) {
@@ -67,7 +71,7 @@ uint64_t DbFieldValue::GetSize() const {
 void DbFieldValue::SetValue(const CComVariant& v) {
     const VARTYPE type = m_value.vt;
     if (&v != &m_value) {
-        const HRESULT hr = VariantCopy(&m_value, &v);
+        const HRESULT hr = korvan::CopyVariant(m_value, v);
         if (FAILED(hr)) {
             m_value.Clear();
             m_value.vt = VT_ERROR;
@@ -76,8 +80,10 @@ void DbFieldValue::SetValue(const CComVariant& v) {
         }
     }
     // A value keeps the type of its field; a value that does not convert
-    // keeps its own.
-    VariantChangeType(&m_value, &m_value, 0, type);
+    // keeps its own. (A value of that type already is its own conversion.)
+    if (m_value.vt != type) {
+        VariantChangeType(&m_value, &m_value, 0, type);
+    }
     SetChanged();
 }
 

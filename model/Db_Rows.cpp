@@ -2,7 +2,10 @@
 // store that is the container's own or, once bound, another container's.
 #include <korvan/model.h>
 
+#include "model/Db_RowCells.h"
+
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -33,31 +36,49 @@ void RemovePosition(std::vector<uint64_t>& order, uint64_t position) {
 }  // namespace
 
 DbRows::DbRows(DbItem* parent, DbTableDescr* descr)
-    : DbItem(parent),
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, parent),
       m_descr(descr),
       m_store(nullptr),
       m_boundTo(nullptr),
-      m_ownStore(new std::vector<DbTableRow*>()) {
+      m_ownStore(new std::vector<DbTableRow*>()),
+      m_memory(nullptr),
+      m_ownMemory(nullptr) {
     m_store = m_ownStore;
+    try {
+        m_ownMemory = new korvan::RowMemory();
+    } catch (...) {
+        delete m_ownStore;
+        throw;
+    }
+    m_memory = m_ownMemory;
 }
 
 DbRows::DbRows(const DbRows& other)
-    : DbItem(other),
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, other.m_links),
       m_descr(other.m_descr),
       m_order(other.m_order),
       m_store(nullptr),
       m_boundTo(other.m_boundTo),
-      m_ownStore(new std::vector<DbTableRow*>()) {
+      m_ownStore(new std::vector<DbTableRow*>()),
+      m_memory(nullptr),
+      m_ownMemory(nullptr) {
     // The item copy listed other's children; this copy's are its own rows.
     ReleaseChildren();
     try {
+        m_ownMemory = new korvan::RowMemory();
         CopyOwnRows(other);
     } catch (...) {
-        DestroyOwnRows();
+        if (m_ownMemory != nullptr) {
+            DestroyOwnRows();
+            delete m_ownMemory;
+        }
         delete m_ownStore;
         throw;
     }
     m_store = m_boundTo ? other.m_store : m_ownStore;
+    m_memory = m_boundTo ? other.m_memory : m_ownMemory;
 }
 
 DbRows& DbRows::operator=(const DbRows& other) {
@@ -68,6 +89,7 @@ DbRows& DbRows::operator=(const DbRows& other) {
         m_order = other.m_order;
         m_boundTo = other.m_boundTo;
         m_store = m_boundTo ? other.m_store : m_ownStore;
+        m_memory = m_boundTo ? other.m_memory : m_ownMemory;
         CopyOwnRows(other);
     }
     return *this;
@@ -77,13 +99,55 @@ DbRows::~DbRows() {
     // A source's store belongs to the source.
     DestroyOwnRows();
     delete m_ownStore;
+    delete m_ownMemory;
 }
+
+korvan::ItemLinks* DbRows::Links(bool /*make*/) const {
+    return &m_links;
+}
+
+namespace korvan {
+
+// Rows are made in a container's row memory, each with its own block of
+// cells right behind it.
+struct RowMaker {
+    static DbTableRow* Make(RowMemory& memory, DbItem* parent, DbTableDescr* descr, size_t cells,
+                            bool withDefaults) {
+        const size_t bytes = RowCells::RowBytes(cells);
+        void* space = memory.Allocate(bytes);
+        DbTableRow* row = nullptr;
+        try {
+            row = new (space) DbTableRow(parent);
+        } catch (...) {
+            memory.Release(space);
+            throw;
+        }
+        row->SetTableDescr(descr);
+        if (cells > 0) {
+            try {
+                RowCells::Create(*row, withDefaults,
+                                 static_cast<char*>(space) + RowCells::CellsOffset());
+            } catch (...) {
+                Destroy(memory, row);
+                throw;
+            }
+        }
+        return row;
+    }
+    static void Destroy(RowMemory& memory, DbTableRow* row) {
+        row->~DbTableRow();
+        memory.Release(row);
+    }
+};
+
+}  // namespace korvan
 
 void DbRows::CopyOwnRows(const DbRows& other) {
     ReserveChildren(other.m_ownStore->size());
     m_ownStore->reserve(other.m_ownStore->size());
     for (const DbTableRow* row : *other.m_ownStore) {
-        m_ownStore->push_back(new DbTableRow(this));
+        // A copy's cells are made by the assignment.
+        m_ownStore->push_back(korvan::RowMaker::Make(*m_ownMemory, this, m_descr, 0, false));
         *m_ownStore->back() = *row;
     }
 }
@@ -94,16 +158,10 @@ void DbRows::DestroyOwnRows() {
     // is bound stand in the source's store and are the source's children.
     ReleaseChildren();
     for (DbTableRow* row : *m_ownStore) {
-        delete row;
+        row->~DbTableRow();
     }
     m_ownStore->clear();
-}
-
-DbTableRow* DbRows::NewRow(bool withDefaults) {
-    auto* row = new DbTableRow(m_boundTo ? static_cast<DbItem*>(m_boundTo) : this);
-    row->SetTableDescr(m_descr);
-    row->CreateCells(withDefaults);
-    return row;
+    m_ownMemory->Clear();
 }
 
 uint64_t DbRows::AddRow(bool withDefaults) {
@@ -112,13 +170,16 @@ uint64_t DbRows::AddRow(bool withDefaults) {
 
 uint64_t DbRows::AddRows(uint64_t count, bool withDefaults) {
     const uint64_t first = m_order.size();
+    const size_t cells = m_descr != nullptr ? m_descr->GetFieldCount() : 0;
     Grow(*m_store, count);
     Grow(m_order, count);
     if (m_boundTo) {
         Grow(m_boundTo->m_order, count);
     }
+    m_memory->Reserve(static_cast<size_t>(count) * korvan::RowCells::RowBytes(cells));
+    DbItem* parent = m_boundTo ? static_cast<DbItem*>(m_boundTo) : this;
     for (uint64_t i = 0; i < count; ++i) {
-        DbTableRow* row = NewRow(withDefaults);
+        DbTableRow* row = korvan::RowMaker::Make(*m_memory, parent, m_descr, cells, withDefaults);
         const uint64_t position = m_store->size();
         m_order.push_back(position);
         if (m_boundTo) {
@@ -134,7 +195,7 @@ void DbRows::DeleteRow(uint64_t i) {
         return;
     }
     const auto slot = m_store->begin() + static_cast<std::ptrdiff_t>(m_order[i]);
-    delete *slot;
+    korvan::RowMaker::Destroy(*m_memory, *slot);
     m_store->erase(slot);
     // Deliberately the argument, not the store position: the two are the
     // same for a table's own container, whose order is the identity.
@@ -146,21 +207,12 @@ void DbRows::DeleteRow(uint64_t i) {
 
 void DbRows::Update(uint64_t field, bool insert) {
     for (const uint64_t position : m_order) {
-        DbTableRow* row = (*m_store)[position];
-        std::vector<DbFieldValue*>& cells = row->m_fields;
-        if (field > cells.size() || (!insert && field == cells.size())) {
-            continue;
-        }
-        const auto at = cells.begin() + static_cast<std::ptrdiff_t>(field);
+        DbTableRow& row = *(*m_store)[position];
         if (insert) {
             // Not the column's default: a new cell is not null and empty.
-            cells.insert(at, new DbFieldValue(row, static_cast<int>(field)));
+            korvan::RowCells::Insert(row, static_cast<size_t>(field));
         } else {
-            row->DestroyCell(*at);
-            cells.erase(at);
-        }
-        for (size_t later = field + (insert ? 1 : 0); later < cells.size(); ++later) {
-            cells[later]->m_index = static_cast<int>(later);
+            korvan::RowCells::Remove(row, static_cast<size_t>(field));
         }
     }
 }
@@ -174,6 +226,7 @@ void DbRows::Bind(DbRows* source, std::vector<uint64_t>& order) {
     // with the store, which containers bound to this one may still show.
     m_boundTo = source;
     m_store = source->m_store;
+    m_memory = source->m_memory;
     m_order.insert(m_order.begin(), order.begin(), order.end());
 }
 

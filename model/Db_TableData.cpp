@@ -13,7 +13,8 @@
 #include "model/Db_TableXml.h"
 
 DbTableData::DbTableData(DbDatabase* db, DbTableDescr* descr)
-    : DbItem(db),
+    : DbItem(korvan::LinkPlace::kInside),
+      m_links(this, db),
       m_rows(nullptr),
       m_xmlPending(false),
       m_database(db),
@@ -24,7 +25,8 @@ DbTableData::DbTableData(DbDatabase* db, DbTableDescr* descr)
 
 DbTableData::DbTableData(const DbTableData& other)
     : DbXmlSerializable(other),
-      DbItem(other),
+      DbItem(korvan::LinkPlace::kInside),
+      m_links(this, other.m_links),
       m_rows(nullptr),
       m_xmlSource(other.m_xmlSource),
       m_xmlPending(other.m_xmlPending),
@@ -58,6 +60,10 @@ DbTableData& DbTableData::operator=(const DbTableData& other) {
 
 DbTableData::~DbTableData() {
     delete m_rows;
+}
+
+korvan::ItemLinks* DbTableData::Links(bool /*make*/) const {
+    return &m_links;
 }
 
 DbTableOwner* DbTableData::GetOwner() const {

@@ -22,10 +22,15 @@ void DbTableDescr::DbIndex::AddField(CString name) {
     m_fieldNames.push_back(std::move(name));
 }
 
-DbTableDescr::DbTableDescr(DbDatabase* db) : DbItem(db), m_database(db), m_nameMapDirty(true) {}
+DbTableDescr::DbTableDescr(DbDatabase* db)
+    : DbItem(korvan::LinkPlace::kInside), m_links(this, db), m_database(db), m_nameMapDirty(true) {}
 
 DbTableDescr::DbTableDescr(const DbTableDescr& other)
-    : DbXmlSerializable(other), DbItem(other), m_database(other.m_database), m_nameMapDirty(true) {
+    : DbXmlSerializable(other),
+      DbItem(korvan::LinkPlace::kInside),
+      m_links(this, other.m_links),
+      m_database(other.m_database),
+      m_nameMapDirty(true) {
     // The item copy listed other's fields; this copy's children are its own.
     ReleaseChildren();
     try {
@@ -69,6 +74,10 @@ DbTableOwner* DbTableDescr::GetOwner() const {
 
 DbTableDescr::~DbTableDescr() {
     DbTableDescr::Clear();
+}
+
+korvan::ItemLinks* DbTableDescr::Links(bool /*make*/) const {
+    return &m_links;
 }
 
 bool DbTableDescr::Save(pugi::xml_document& doc, pugi::xml_node element) {

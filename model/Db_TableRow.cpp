@@ -2,11 +2,12 @@
 // and keys, and the evaluation of the descriptor's filters on it.
 #include <korvan/model.h>
 
+#include "model/Db_RowCells.h"
 #include "model/Db_RowXml.h"
 #include "platform/unicode.h"
+#include "platform/variant_order.h"
 
-#include <functional>
-#include <new>
+#include <algorithm>
 
 namespace {
 
@@ -14,97 +15,126 @@ std::wstring_view BstrView(BSTR text) {
     return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
 }
 
+// One field of a row comparison: unequal values decide by the greater rule.
+DbTableRow::eCmpResult CompareValues(const VARIANT& left, const VARIANT& right) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(left, right, order)) {
+        if (order == VARCMP_EQ) {
+            return DbTableRow::cmpEqual;
+        }
+        return order == VARCMP_GT ? DbTableRow::cmpGreater : DbTableRow::cmpLess;
+    }
+    if (DbTableRow::IsEqual(left, right)) {
+        return DbTableRow::cmpEqual;
+    }
+    return DbTableRow::IsGreater(left, right) ? DbTableRow::cmpGreater : DbTableRow::cmpLess;
+}
+
 }  // namespace
 
+using korvan::ChildAnswers;
+using korvan::ItemLinks;
+using korvan::LinkPlace;
+using korvan::RowCell;
+using korvan::RowCells;
+
 DbTableRow::DbTableRow(DbItem* parent)
-    : DbItem(parent), m_descr(nullptr), m_cellBlock(nullptr), m_cellBlockSize(0) {}
+    : DbItem(LinkPlace::kInside),
+      m_links(this, parent),
+      m_descr(nullptr),
+      m_cells(nullptr),
+      m_extras(nullptr) {}
 
 DbTableRow::DbTableRow(const DbTableRow& other)
     : DbXmlSerializable(other),
-      DbItem(other),
+      DbItem(LinkPlace::kInside),
+      m_links(this, other.m_links),
       m_descr(other.m_descr),
-      m_cellBlock(nullptr),
-      m_cellBlockSize(0) {
-    // The item copy listed other's cells; this copy's children are its own.
+      m_cells(nullptr),
+      m_extras(nullptr) {
+    // The item copy listed other's children; this copy's are its own cells.
     ReleaseChildren();
     try {
-        CopyCells(other);
+        RowCells::CopyFrom(*this, other);
     } catch (...) {
-        DestroyCells();
+        RowCells::Destroy(*this);
         throw;
     }
 }
 
 DbTableRow& DbTableRow::operator=(const DbTableRow& other) {
     if (this != &other) {
-        DestroyCells();
+        RowCells::Destroy(*this);
         m_descr = other.m_descr;
         CopyStamps(*this, other);
-        CopyCells(other);
+        RowCells::CopyFrom(*this, other);
     }
     return *this;
 }
 
 DbTableRow::~DbTableRow() {
-    DestroyCells();
+    RowCells::Destroy(*this);
 }
 
-void DbTableRow::DestroyCells() {
-    // The cells go all at once: forgetting them first keeps each removal
-    // from the child list immediate.
-    ReleaseChildren();
-    for (DbFieldValue* cell : m_fields) {
-        DestroyCell(cell);
-    }
-    m_fields.clear();
-    ::operator delete(m_cellBlock);
-    m_cellBlock = nullptr;
-    m_cellBlockSize = 0;
+ItemLinks* DbTableRow::Links(bool /*make*/) const {
+    return &m_links;
 }
 
-void DbTableRow::AllocateCells(size_t count) {
-    ReserveChildren(count);
-    m_fields.reserve(count);
-    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
-    m_cellBlockSize = count;
+size_t DbTableRow::UnlistedChildCount() const {
+    return RowCells::Count(*this);
 }
 
-void DbTableRow::CopyCells(const DbTableRow& other) {
-    const size_t count = other.m_fields.size();
-    if (count == 0) {
-        return;
-    }
-    AllocateCells(count);
+void DbTableRow::AnswerForUnlisted(ChildAnswers& answers, bool newest) const {
+    const size_t count = RowCells::Count(*this);
     for (size_t i = 0; i < count; ++i) {
-        const DbFieldValue& from = *other.m_fields[i];
-        m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, from.GetIndex()));
-        *m_fields.back() = from;
-        CopyStamps(*m_fields.back(), from);
-    }
-}
-
-void DbTableRow::CreateCells(bool withDefaults) {
-    const size_t count = m_descr ? m_descr->GetFieldCount() : 0;
-    if (count == 0) {
-        return;
-    }
-    AllocateCells(count);
-    for (size_t i = 0; i < count; ++i) {
-        m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, static_cast<int>(i)));
-        if (withDefaults) {
-            // A plain copy: the new cells do not count as changed.
-            m_fields.back()->GetVariant() = m_descr->GetField(static_cast<int>(i)).GetValue();
+        DbFieldValue& cell = RowCells::At(*this, i);
+        if (const RowCell* plain = RowCells::Plain(cell)) {
+            if (newest) {
+                answers.newest = std::max(answers.newest, plain->Stamp());
+            } else {
+                answers.changed = answers.changed || plain->Dirty();
+            }
+        } else {
+            Answer(cell, answers, newest);
         }
     }
 }
 
-void DbTableRow::DestroyCell(DbFieldValue* cell) {
-    const std::less<const DbFieldValue*> before;
-    if (!before(cell, m_cellBlock) && before(cell, m_cellBlock + m_cellBlockSize)) {
-        cell->~DbFieldValue();
-    } else {
-        delete cell;
+bool DbTableRow::SyncUnlisted() {
+    bool keep = true;
+    const size_t count = RowCells::Count(*this);
+    for (size_t i = 0; i < count; ++i) {
+        DbFieldValue& cell = RowCells::At(*this, i);
+        if (RowCell* plain = RowCells::Plain(cell)) {
+            plain->Clean();
+        } else {
+            cell.Sync();
+            const ItemLinks* links = cell.Links(false);
+            keep = keep && (links == nullptr || links->changedKnown) && AnswersAsDbItem(cell);
+        }
     }
+    return keep;
+}
+
+uint64_t DbTableRow::SizeOfUnlisted() const {
+    uint64_t size = 0;
+    const size_t count = RowCells::Count(*this);
+    for (size_t i = 0; i < count; ++i) {
+        size += RowCells::At(*this, i).CalcSize();
+    }
+    return size;
+}
+
+DbFieldValue& DbTableRow::operator[](uint64_t i) {
+    return RowCells::At(*this, static_cast<size_t>(i));
+}
+
+const DbFieldValue& DbTableRow::operator[](uint64_t i) const {
+    return RowCells::At(*this, static_cast<size_t>(i));
+}
+
+size_t DbTableRow::GetFieldCount() const {
+    return RowCells::Count(*this);
 }
 
 bool DbTableRow::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
@@ -134,29 +164,33 @@ uint64_t DbTableRow::GetSize() const {
 }
 
 DbFieldValue& DbTableRow::operator[](const CString& name) {
-    return *m_fields[static_cast<size_t>(m_descr->GetFieldIndex(name))];
+    return (*this)[static_cast<uint64_t>(m_descr->GetFieldIndex(name))];
 }
 
 void DbTableRow::SetValue(const CString& field, const CString& text) {
     const int i = FindCell(field);
     if (i >= 0) {
-        m_fields[static_cast<size_t>(i)]->ValueFromString(m_descr->GetField(i), text);
+        (*this)[static_cast<uint64_t>(i)].ValueFromString(m_descr->GetField(i), text);
     }
 }
 
 void DbTableRow::SetValue(const CString& field, const CComVariant& v) {
     const int i = FindCell(field);
     if (i >= 0) {
-        m_fields[static_cast<size_t>(i)]->SetValue(v);
+        (*this)[static_cast<uint64_t>(i)].SetValue(v);
     }
 }
 
 int DbTableRow::FindCell(const CString& field) const {
     const int i = m_descr ? m_descr->GetFieldIndex(field) : -1;
-    return static_cast<size_t>(i) < m_fields.size() ? i : -1;
+    return static_cast<size_t>(i) < GetFieldCount() ? i : -1;
 }
 
 bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(left, right, order)) {
+        return order == VARCMP_EQ;
+    }
     if (left.vt == VT_BSTR) {
         // Text on the left compares as text without regard to case, with
         // the right value in its text form.
@@ -177,6 +211,10 @@ bool DbTableRow::IsEqual(const VARIANT& left, const VARIANT& right) {
 }
 
 bool DbTableRow::IsGreater(const VARIANT& left, const VARIANT& right) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(left, right, order)) {
+        return order == VARCMP_GT;
+    }
     if (left.vt == VT_NULL && right.vt == VT_NULL) {
         return false;
     }
@@ -190,7 +228,7 @@ bool DbTableRow::Compare(const std::vector<uint64_t>& fields, const DbTableRow& 
 bool DbTableRow::Compare(const std::vector<uint64_t>& fields, ValueTest test,
                          const DbTableRow& other) const {
     for (const uint64_t field : fields) {
-        if (!test(m_fields[field]->GetValue(), other.m_fields[field]->GetValue())) {
+        if (!test((*this)[field].GetValue(), other[field].GetValue())) {
             return false;
         }
     }
@@ -205,7 +243,7 @@ bool DbTableRow::Compare(const std::vector<CString>& names, ValueTest test,
             return false;
         }
         const auto i = static_cast<size_t>(field);
-        if (!test(m_fields[i]->GetValue(), other.m_fields[i]->GetValue())) {
+        if (!test((*this)[i].GetValue(), other[i].GetValue())) {
             return false;
         }
     }
@@ -215,10 +253,11 @@ bool DbTableRow::Compare(const std::vector<CString>& names, ValueTest test,
 DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields,
                                              const DbTableRow& other) const {
     for (const uint64_t field : fields) {
-        const CComVariant& left = m_fields[field]->GetValue();
-        const CComVariant& right = other.m_fields[field]->GetValue();
-        if (!IsEqual(left, right)) {
-            return IsGreater(left, right) ? cmpGreater : cmpLess;
+        const CComVariant& left = RowCells::At(*this, field).GetValue();
+        const CComVariant& right = RowCells::At(other, field).GetValue();
+        const eCmpResult result = CompareValues(left, right);
+        if (result != cmpEqual) {
+            return result;
         }
     }
     return cmpEqual;
@@ -235,14 +274,14 @@ DbTableRow::eCmpResult DbTableRow::CompareEx(const std::vector<uint64_t>& fields
                                              const DbTableRow& row) {
     const size_t n = std::min(fields.size(), count > 0 ? static_cast<size_t>(count) : 0);
     for (size_t i = 0; i < n; ++i) {
-        const CComVariant& cell = row.m_fields[fields[i]]->GetValue();
-        if (!IsEqual(keys[i], cell)) {
-            return IsGreater(keys[i], cell) ? cmpGreater : cmpLess;
+        const eCmpResult result = CompareValues(keys[i], RowCells::At(row, fields[i]).GetValue());
+        if (result != cmpEqual) {
+            return result;
         }
     }
     return cmpEqual;
 }
 
 void DbTableRow::SetFieldValuePtr(uint64_t i, DbFieldValue* v) {
-    m_fields[i] = v;
+    RowCells::Replace(*this, static_cast<size_t>(i), v);
 }

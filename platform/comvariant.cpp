@@ -2,6 +2,8 @@
 
 #include <cwchar>
 
+#include "platform/variant_order.h"
+
 // CComVariant as ATL has it: a failed copy leaves VT_ERROR holding the
 // failure and raises it; a text that cannot be allocated leaves VT_ERROR with
 // E_OUTOFMEMORY and raises E_OUTOFMEMORY.
@@ -11,25 +13,17 @@ namespace {
 // ATL's own VarCmp: VT_I1, VT_UI2, VT_UI4 and VT_UI8 on the left compare
 // their fields directly (whatever the right operand's type, whose bytes are
 // read the same way), because the system's VarCmp refuses those types.
-template <typename T>
-HRESULT CompareFields(T left, T right) {
-    if (left == right) {
-        return VARCMP_EQ;
-    }
-    return left < right ? VARCMP_LT : VARCMP_GT;
-}
-
 HRESULT AtlVarCmp(const VARIANT& left, const VARIANT& right) {
     switch (left.vt) {
         case VT_I1:
-            return CompareFields(static_cast<signed char>(left.cVal),
-                                 static_cast<signed char>(right.cVal));
+            return korvan::OrderOf(static_cast<signed char>(left.cVal),
+                                   static_cast<signed char>(right.cVal));
         case VT_UI2:
-            return CompareFields(left.uiVal, right.uiVal);
+            return korvan::OrderOf(left.uiVal, right.uiVal);
         case VT_UI4:
-            return CompareFields(left.uintVal, right.uintVal);
+            return korvan::OrderOf(left.uintVal, right.uintVal);
         case VT_UI8:
-            return CompareFields(left.ullVal, right.ullVal);
+            return korvan::OrderOf(left.ullVal, right.ullVal);
         default:
             return VarCmp(&left, &right, LOCALE_USER_DEFAULT, 0);
     }

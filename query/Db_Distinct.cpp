@@ -6,6 +6,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "model/Db_RowCells.h"
 #include "platform/collation.h"
 #include "query/Db_Filter.h"
 
@@ -128,7 +129,7 @@ std::vector<uint64_t> DistinctRows(const DbRows& rows, const std::vector<uint64_
         bool comparable = true;
         for (size_t i = 0; i < fields.size() && comparable; ++i) {
             size_t valueHash = 0;
-            comparable = ValueHash(row[fields[i]].GetVariant(), texts, valueHash);
+            comparable = ValueHash(RowCells::At(row, fields[i]).GetVariant(), texts, valueHash);
             hash = Mix(hash, valueHash);
         }
         if (!comparable) {

@@ -10,11 +10,17 @@
 #include <string_view>
 
 #include "model/Db_DecimalSeparator.h"
+#include "model/Db_RowCells.h"
 #include "platform/unicode.h"
+#include "platform/variant_order.h"
 
 namespace korvan {
 
 bool VariantEqual(const CComVariant& left, const CComVariant& right) {
+    HRESULT order = VARCMP_EQ;
+    if (SameTypeOrder(left, right, order)) {
+        return order == VARCMP_EQ;
+    }
     // CComVariant's == already gives two nulls equal and different types
     // unequal before it asks VarCmp. (Naming the right side a VARIANT keeps
     // C++20 from also considering the reversed form.)
@@ -31,19 +37,37 @@ bool BothText(const VARIANT& left, const VARIANT& right) {
     return left.vt == VT_BSTR && right.vt == VT_BSTR;
 }
 
+// Values of one plain type are ordered in line; any other pair through
+// CComVariant's operators.
 bool Less(const CComVariant& left, const CComVariant& right) {
+    HRESULT order = VARCMP_EQ;
+    if (SameTypeOrder(left, right, order)) {
+        return order == VARCMP_LT;
+    }
     return left < right;
 }
 
 bool LessOrEqual(const CComVariant& left, const CComVariant& right) {
+    HRESULT order = VARCMP_EQ;
+    if (SameTypeOrder(left, right, order)) {
+        return order != VARCMP_GT;
+    }
     return left < right || VariantEqual(left, right);
 }
 
 bool Greater(const CComVariant& left, const CComVariant& right) {
+    HRESULT order = VARCMP_EQ;
+    if (SameTypeOrder(left, right, order)) {
+        return order == VARCMP_GT;
+    }
     return left > right;
 }
 
 bool GreaterOrEqual(const CComVariant& left, const CComVariant& right) {
+    HRESULT order = VARCMP_EQ;
+    if (SameTypeOrder(left, right, order)) {
+        return order != VARCMP_LT;
+    }
     return left > right || VariantEqual(left, right);
 }
 
@@ -145,18 +169,22 @@ void DbFilter::Evaluate(const DbTableRow& row) {
 }
 
 void DbFilter::EvalRefOpRef(const DbTableRow& row) {
-    m_value = compare != nullptr && compare(row[static_cast<uint64_t>(leftField)].GetVariant(),
-                                            row[static_cast<uint64_t>(rightField)].GetVariant());
+    using korvan::RowCells;
+    m_value = compare != nullptr &&
+              compare(RowCells::At(row, static_cast<size_t>(leftField)).GetVariant(),
+                      RowCells::At(row, static_cast<size_t>(rightField)).GetVariant());
 }
 
 void DbFilter::EvalRefOpVal(const DbTableRow& row) {
-    m_value = compare != nullptr &&
-              compare(row[static_cast<uint64_t>(leftField)].GetVariant(), rightValue);
+    m_value =
+        compare != nullptr &&
+        compare(korvan::RowCells::At(row, static_cast<size_t>(leftField)).GetVariant(), rightValue);
 }
 
 void DbFilter::EvalValOpRef(const DbTableRow& row) {
-    m_value = compare != nullptr &&
-              compare(leftValue, row[static_cast<uint64_t>(rightField)].GetVariant());
+    m_value =
+        compare != nullptr &&
+        compare(leftValue, korvan::RowCells::At(row, static_cast<size_t>(rightField)).GetVariant());
 }
 
 DbFilter* DbTableDescr::AddFilter(CString left, CString op, CString right) {

@@ -339,6 +339,9 @@ class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
     bool SaveSection(pugi::xml_document& document, pugi::xml_node section, bool header,
                      bool structure);
 
+    korvan::ItemLinks* Links(bool make) const override;
+
+    mutable korvan::ItemLinks m_links;
     std::unique_ptr<DbSource> m_source;
     std::vector<std::pair<CString, DbTableDescr*>> m_descriptors;
     std::vector<std::pair<CString, DbTableData*>> m_data;

@@ -25,6 +25,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -35,8 +36,86 @@ class DbTableDescr;
 class DbTableRow;
 class DbRows;
 
+namespace korvan {
+class RowCell;
+struct RowCells;
+struct CellBlock;
+struct RowExtras;
+class RowMemory;
+}  // namespace korvan
+
 // ---------------------------------------------------------------------------
 // Item tree and change tracking.
+
+class DbItem;
+
+namespace korvan {
+
+// Internal to the library. Where an item keeps its place in the tree and its
+// stamps: the library's classes in a member, the cells of a row in their row,
+// items of other classes in a table of the library's.
+enum class LinkPlace : uint8_t { kTable, kInside, kCell };
+
+// Internal to the library: children, in the order they were listed; one word
+// while there are none.
+class ChildList {
+  public:
+    ChildList() = default;
+    ChildList(const ChildList& other);
+    ChildList& operator=(const ChildList& other);
+    ChildList(ChildList&& other) noexcept = default;
+    ChildList& operator=(ChildList&& other) noexcept = default;
+
+    bool empty() const { return m_items == nullptr || m_items->empty(); }
+    size_t size() const { return m_items != nullptr ? m_items->size() : 0; }
+    DbItem* const* begin() const { return m_items != nullptr ? m_items->data() : nullptr; }
+    DbItem* const* end() const { return begin() + size(); }
+    void push_back(DbItem* item);
+    void reserve(size_t count);
+    // Removes the first occurrence; false when there is none.
+    bool remove(DbItem* item);
+    void clear() { m_items.reset(); }
+
+  private:
+    std::unique_ptr<std::vector<DbItem*>> m_items;
+};
+
+// Internal to the library: an item's parent and children, its two stamps,
+// and the answers of its subtree (newest stamp, whether it changed) kept as
+// long as they hold.
+class ItemLinks {
+  public:
+    // Registers self at the end of parent's children.
+    ItemLinks(DbItem* self, DbItem* parent);
+    // A copy's links: other's parent, without registering there, other's
+    // children (the same items) and other's stamps.
+    ItemLinks(DbItem* self, const ItemLinks& other);
+    // Takes self out of its parent's children.
+    ~ItemLinks();
+    ItemLinks(const ItemLinks&) = delete;
+    ItemLinks& operator=(const ItemLinks&) = delete;
+
+    DbItem* self;
+    DbItem* parent;
+    ChildList children;
+    LONG changeId = 0;
+    LONG syncId = 0;
+    LONG newest = 0;      // while newestKnown
+    bool registered;      // listed in parent's children
+    bool opaque = false;  // a listed child may report its stamps elsewhere
+    bool newestKnown = true;
+    bool changedKnown = true;
+    bool changed = false;  // while changedKnown
+};
+
+// Internal to the library: what a walk over an item's children collects.
+struct ChildAnswers {
+    LONG newest = 0;
+    bool changed = false;
+    bool keep = true;  // every child answered as DbItem does, from kept answers
+};
+
+}  // namespace korvan
 
 class KORVAN_API DbItem {
   public:
@@ -66,6 +145,9 @@ class KORVAN_API DbItem {
     virtual uint64_t CalcSize() const;
 
   protected:
+    // For the library's own classes, which say where their links are kept.
+    explicit DbItem(korvan::LinkPlace place) noexcept;
+
     void AddChild(DbItem* child);
     void RemoveChild(DbItem* child);
     // Forgets every child without touching them; an owner about to destroy
@@ -73,16 +155,48 @@ class KORVAN_API DbItem {
     void ReleaseChildren();
     // Makes room for count more children in one step.
     void ReserveChildren(size_t count);
-    size_t GetChildCount() const { return m_children.size(); }
+    size_t GetChildCount() const;
     // Gives "to" the change stamps of "from"; the links of both stay as they
     // are. Owners use it when they copy their parts.
     static void CopyStamps(DbItem& to, const DbItem& from);
 
   private:
-    DbItem* m_parent;
-    std::vector<DbItem*> m_children;
-    LONG m_changeId;
-    LONG m_syncId;
+    friend class korvan::ItemLinks;
+    friend class korvan::RowCell;
+    friend struct korvan::RowCells;
+    friend class DbTableRow;
+
+    // This item's links; with make false, null while it has none (no
+    // parent, no children, no stamp).
+    virtual korvan::ItemLinks* Links(bool make) const;
+    // Gives a copy of this item the links it starts with.
+    virtual void CopyLinksInto(korvan::ItemLinks& copy) const;
+    // Children a class holds without listing them (the cells of a row).
+    virtual size_t UnlistedChildCount() const;
+    virtual void AnswerForUnlisted(korvan::ChildAnswers& answers, bool newest) const;
+    // True when every one of them keeps its answers afterwards.
+    virtual bool SyncUnlisted();
+    virtual uint64_t SizeOfUnlisted() const;
+
+    // The answers kept for a subtree hold while every item below is of the
+    // library's own classes: a new stamp updates them on the way up, anything
+    // that can lower them (a child added or removed, stamps copied) makes them
+    // unknown on the way up, and the next question walks the subtree once.
+    // Below an item of another class the walk asks every time.
+    static LONG NextStamp();
+    static void Stamped(korvan::ItemLinks& links, LONG stamp);
+    static void Restructured(korvan::ItemLinks* links);
+    // From item up: whether the subtrees hold a change is open.
+    static void ChangedUnknownFrom(korvan::ItemLinks* item);
+    static korvan::ItemLinks* Above(const korvan::ItemLinks& links);
+    static bool AnswersAsDbItem(const DbItem& item);
+    // Adds child's answer (and whether it may be kept) to answers.
+    static void Answer(const DbItem& child, korvan::ChildAnswers& answers, bool newest);
+    bool WalkChanged(korvan::ItemLinks& links) const;
+    LONG WalkNewest(korvan::ItemLinks& links) const;
+
+    korvan::LinkPlace m_linkPlace;
+    uint8_t m_cellState;  // the cells of a row: their own change flags
 
     static LONG m_changeCounter;
 };
@@ -195,8 +309,13 @@ class KORVAN_API DbFieldValue : public DbItem {
     void ValueToString(CString& out) const;
 
   protected:
-    int m_index;
+    // For the library's own kinds of values, which say where their links are
+    // kept.
+    DbFieldValue(korvan::LinkPlace place, int index) noexcept;
+
+    // In this order, so that a value takes two words beside its variant.
     bool m_null;
+    int m_index;
     CComVariant m_value;
 
   private:
@@ -264,6 +383,9 @@ class KORVAN_API DbFieldDescr : public DbFieldValue {
   private:
     friend class DbFieldValue;
 
+    korvan::ItemLinks* Links(bool make) const override;
+
+    mutable korvan::ItemLinks m_links;
     bool m_required;
     bool m_key;
     CString m_name;
@@ -364,10 +486,12 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
     virtual bool CreateIndex(CString name, DbIndex* index);
 
   private:
+    korvan::ItemLinks* Links(bool make) const override;
     void RebuildNameMap() const;
     // Adds copies of other's fields, indexes and filters.
     void CopyParts(const DbTableDescr& other);
 
+    mutable korvan::ItemLinks m_links;
     std::vector<DbFieldDescr*> m_fields;
     DbDatabase* m_database;
     mutable bool m_nameMapDirty;
@@ -403,13 +527,13 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     uint64_t GetSize() const override;
 
     // REQUIRES: i below GetFieldCount() (no range check).
-    DbFieldValue& operator[](uint64_t i) { return *m_fields[i]; }
-    const DbFieldValue& operator[](uint64_t i) const { return *m_fields[i]; }
-    DbFieldValue& GetField(uint64_t i) { return *m_fields[i]; }
-    const DbFieldValue& GetField(uint64_t i) const { return *m_fields[i]; }
+    DbFieldValue& operator[](uint64_t i);
+    const DbFieldValue& operator[](uint64_t i) const;
+    DbFieldValue& GetField(uint64_t i) { return (*this)[i]; }
+    const DbFieldValue& GetField(uint64_t i) const { return (*this)[i]; }
     // REQUIRES: the descriptor has the field.
     DbFieldValue& operator[](const CString& name);
-    size_t GetFieldCount() const { return m_fields.size(); }
+    size_t GetFieldCount() const;
     DbTableDescr* GetTableDescr() const { return m_descr; }
     void SetTableDescr(DbTableDescr* descr) { m_descr = descr; }
 
@@ -444,27 +568,33 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     void Evaluate();
 
   protected:
+    // The row takes v and destroys it with itself; the cell it replaces is
+    // kept until then.
     void SetFieldValuePtr(uint64_t i, DbFieldValue* v);
 
   private:
     friend class DbRows;
+    friend class korvan::RowCell;
+    friend struct korvan::RowCells;
+
+    korvan::ItemLinks* Links(bool make) const override;
+    size_t UnlistedChildCount() const override;
+    void AnswerForUnlisted(korvan::ChildAnswers& answers, bool newest) const override;
+    bool SyncUnlisted() override;
+    uint64_t SizeOfUnlisted() const override;
 
     // The position of the named field's cell; -1 when there is none.
     int FindCell(const CString& field) const;
-    // Room for count cells in one allocation, and in the child list.
-    void AllocateCells(size_t count);
-    // Makes one cell per field of the descriptor, all in one allocation.
-    void CreateCells(bool withDefaults);
-    // Makes copies of other's cells, all in one allocation.
-    void CopyCells(const DbTableRow& other);
-    void DestroyCells();
-    // Destroys a cell of this row, made with the row or added later.
-    void DestroyCell(DbFieldValue* cell);
 
-    std::vector<DbFieldValue*> m_fields;
+    // The cells live in blocks: the row's own (made with it, in field order;
+    // in the container's memory right behind the row when the container made
+    // it) and, after fields were added, one more per added cell.
+    mutable korvan::ItemLinks m_links;
     DbTableDescr* m_descr;
-    DbFieldValue* m_cellBlock;  // the cells made with the row
-    size_t m_cellBlockSize;
+    korvan::CellBlock* m_cells;
+    // The cells by position once they are not simply m_cells in order, the
+    // further blocks, and what else few rows need; null until needed.
+    korvan::RowExtras* m_extras;
 };
 
 // The rows of a table, as positions into a row store. A container bound to
@@ -509,16 +639,20 @@ class KORVAN_API DbRows : public DbItem {
     const std::vector<uint64_t>& GetOrder() const { return m_order; }
 
   private:
-    DbTableRow* NewRow(bool withDefaults);
+    korvan::ItemLinks* Links(bool make) const override;
     // Adds copies of the rows of other's own store to this one's.
     void CopyOwnRows(const DbRows& other);
     void DestroyOwnRows();
 
+    mutable korvan::ItemLinks m_links;
     DbTableDescr* m_descr;
     std::vector<uint64_t> m_order;
     std::vector<DbTableRow*>* m_store;  // the store shown: the own one, or the source's
     DbRows* m_boundTo;
     std::vector<DbTableRow*>* m_ownStore;  // made by the constructor; owned
+    // The memory of the rows in the store shown, kept by the store's owner.
+    korvan::RowMemory* m_memory;
+    korvan::RowMemory* m_ownMemory;  // owned
 };
 
 // A table's rows with lazy parsing from stored XML text and index search.
@@ -589,6 +723,7 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
                           const std::vector<CComVariant>& keys);
 
   private:
+    korvan::ItemLinks* Links(bool make) const override;
     bool ParseXmlData();
     // Empties the pending text and gives its memory back.
     void DropXmlText();
@@ -597,6 +732,7 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     // Appends message to the owner's log; nothing without an owner.
     void Log(const CString& message) const;
 
+    mutable korvan::ItemLinks m_links;
     DbRows* m_rows;
     std::string m_xmlSource;  // UTF-8
     bool m_xmlPending;

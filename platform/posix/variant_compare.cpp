@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cwchar>
 #include <string_view>
 
 #include "platform/collation.h"
 #include "platform/posix/bstr.h"
 #include "platform/posix/variant_number.h"
+#include "platform/variant_order.h"
 
 namespace korvan {
 namespace {
@@ -27,14 +29,6 @@ bool IsUnorderable(VARTYPE vt) {
         default:
             return false;
     }
-}
-
-template <typename T>
-HRESULT Order(T left, T right) {
-    if (left == right) {
-        return VARCMP_EQ;
-    }
-    return left < right ? VARCMP_LT : VARCMP_GT;  // NaN: greater, whatever its side
 }
 
 // memcmp over the UTF-16LE bytes of both texts, then the shorter is less: the
@@ -59,19 +53,19 @@ HRESULT CompareNumbers(const VARIANT& left, const VARIANT& right) {
         float y = 0.0f;
         // A value beyond the range of R4 has both compared as R8.
         if (SUCCEEDED(FloatFromNumber(a, x)) && SUCCEEDED(FloatFromNumber(b, y))) {
-            return Order(x, y);
+            return OrderOf(x, y);
         }
-        return Order(DoubleFromNumber(a), DoubleFromNumber(b));
+        return OrderOf(DoubleFromNumber(a), DoubleFromNumber(b));
     }
     if (a.kind == VariantNumber::Kind::kReal || b.kind == VariantNumber::Kind::kReal) {
-        return Order(DoubleFromNumber(a), DoubleFromNumber(b));
+        return OrderOf(DoubleFromNumber(a), DoubleFromNumber(b));
     }
     // EMPTY, BOOL, UI1, I2, I4, INT and I8: all signed but UI1, which fits.
     const auto integer = [](const VariantNumber& n) {
         return n.kind == VariantNumber::Kind::kSigned ? n.signedValue
                                                       : static_cast<int64_t>(n.unsignedValue);
     };
-    return Order(integer(a), integer(b));
+    return OrderOf(integer(a), integer(b));
 }
 
 // A text against EMPTY: equal when the text is empty, else greater; against
@@ -88,6 +82,10 @@ HRESULT Reverse(HRESULT order) {
 }  // namespace korvan
 
 HRESULT VarCmp(const VARIANT* pvarLeft, const VARIANT* pvarRight, LCID lcid, ULONG dwFlags) {
+    HRESULT order = VARCMP_EQ;
+    if (korvan::SameTypeOrder(*pvarLeft, *pvarRight, order)) {
+        return order;
+    }
     const VARTYPE left = pvarLeft->vt;
     const VARTYPE right = pvarRight->vt;
     // Flag bits (arrays, references, and the numeric-text modes of
@@ -130,11 +128,16 @@ HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags) {
     }
     const UINT leftLength = SysStringLen(bstrLeft);
     const UINT rightLength = SysStringLen(bstrRight);
+    // The same characters are equal in every order.
+    if (leftLength == rightLength && leftLength > 0 &&
+        std::wmemcmp(bstrLeft, bstrRight, leftLength) == 0) {
+        return VARCMP_EQ;
+    }
     if (lcid == 0) {
         return korvan::CompareUtf16Bytes(bstrLeft, bstrRight);
     }
     if (leftLength == 0 || rightLength == 0) {
-        return korvan::Order(leftLength, rightLength);
+        return korvan::OrderOf(leftLength, rightLength);
     }
     korvan::TextCollator* collator = korvan::TextCollator::Current();
     if (!collator) {
@@ -143,5 +146,5 @@ HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags) {
     const int order = collator->Compare(std::wstring_view(bstrLeft, leftLength),
                                         std::wstring_view(bstrRight, rightLength),
                                         (dwFlags & NORM_IGNORECASE) != 0);
-    return korvan::Order(order, 0);
+    return korvan::OrderOf(order, 0);
 }

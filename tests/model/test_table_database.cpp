@@ -79,6 +79,66 @@ TEST_F(InDatabase, FieldChangesReachEveryRow) {
     EXPECT_EQ(second.str(), first.str());
 }
 
+// A row that hands one of its cells over to another value.
+class ReplacingRow : public DbTableRow {
+  public:
+    using DbTableRow::DbTableRow;
+    using DbTableRow::SetFieldValuePtr;
+};
+
+TEST_F(InDatabase, CellsStayPutThroughFieldChanges) {
+    data->AddRows(2);
+    DbTableRow& row = *data->GetRow(1);
+    DbFieldValue& mass = row[1];
+    mass.SetValue(CComVariant(7.5));
+    const LONG massStamp = mass.GetChangeId();
+    ASSERT_TRUE(descr->CreateField(L"height", false, DbFieldDescr::ftLong));
+    ASSERT_TRUE(descr->DeleteField(L"name"));
+    // The cell a caller holds is still the row's, at its new position.
+    EXPECT_EQ(&row[0], &mass);
+    EXPECT_EQ(mass.GetIndex(), 0);
+    EXPECT_EQ(row[1].GetIndex(), 1);
+    EXPECT_EQ(mass.GetParent(), &row);
+    EXPECT_EQ(row[1].GetParent(), &row);
+    EXPECT_EQ(mass.GetValue().dblVal, 7.5);
+    EXPECT_EQ(mass.GetChangeId(), massStamp);
+    EXPECT_EQ(row.CalcSize(), (8u + 2 * 22 + 8) + (8 + 29) + (8 + 29));
+
+    // A cell with a child of its own answers for it, and so do its row and
+    // table.
+    data->Sync();
+    {
+        DbFieldValue note(&row[1], 3);
+        EXPECT_EQ(note.GetParent(), &row[1]);
+        EXPECT_EQ(row[1].GetSize(), 8u + 22 + 29);
+        note.SetChanged();
+        EXPECT_TRUE(row[1].IsChanged());
+        EXPECT_EQ(data->GetChangeId(), note.GetChangeId());
+        EXPECT_TRUE(data->IsChanged());
+        data->Sync();
+        EXPECT_FALSE(note.IsChanged());
+        EXPECT_FALSE(data->IsChanged());
+        row[1].GetVariant() = CComVariant(4);
+        row[1].SetChanged();
+        EXPECT_EQ(data->GetChangeId(), row[1].GetChangeId());
+        EXPECT_GT(row[1].GetChangeId(), note.GetChangeId());
+    }
+    EXPECT_EQ(row[1].GetSize(), 8u + 29);
+    EXPECT_EQ(row[1].GetValue().lVal, 4);
+
+    // A row given another value for a cell shows that value and destroys
+    // both with itself.
+    ReplacingRow replacing(nullptr);
+    static_cast<DbTableRow&>(replacing) = row;
+    auto* other = new DbFieldValue(&replacing, 0);
+    other->GetVariant() = CComVariant(L"other");
+    replacing.SetFieldValuePtr(0, other);
+    EXPECT_EQ(&replacing[0], other);
+    EXPECT_EQ(replacing[1].GetValue().lVal, 4);
+    other->SetChanged();
+    EXPECT_EQ(replacing.GetChangeId(), other->GetChangeId());
+}
+
 TEST_F(InDatabase, PendingRowsAreParsedOnFirstAccess) {
     data->SetXmlSource(L"<table name='Beams'><row name='I 100'/><row name='I 120'/></table>");
     EXPECT_TRUE(data->IsInitialized());

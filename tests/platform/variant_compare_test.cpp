@@ -109,6 +109,66 @@ void ExpectTextOrder(const std::vector<TextComparison>& rows, LCID lcid, ULONG f
     }
 }
 
+// Two values of one plain type are ordered in line; the same right value as
+// a type of the same kind (integers, reals, R4) goes the general way, and
+// both must agree, also for the comparison operators.
+TEST(VarCmp, SameTypeOrderAgreesWithTheGeneralWay) {
+    struct Triple {
+        CComVariant left;
+        CComVariant right;  // of left's type
+        CComVariant other;  // the same value as another type
+    };
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    const std::vector<double> reals = {-inf, -1e300,      -2.5, -0.0,  0.0, 1e-310,
+                                       1.0,  1.0 + 1e-15, 3.5,  1e300, inf, nan};
+    const std::vector<float> floats = {
+        -FLT_MAX, -2.5f, -0.0f, 0.0f, 1.0f, 1.1f, 3.5f, FLT_MAX, static_cast<float>(nan)};
+    const std::vector<long long> integers = {INT32_MIN, -32768, -1, 0, 1, 255, 32767, INT32_MAX};
+    std::vector<Triple> rows;
+    for (const double a : reals) {
+        for (const double b : reals) {
+            rows.push_back({CComVariant(a), CComVariant(b), CComVariant(b, VT_DATE)});
+            rows.push_back({CComVariant(a, VT_DATE), CComVariant(b, VT_DATE), CComVariant(b)});
+        }
+    }
+    for (const float a : floats) {
+        for (const float b : floats) {
+            rows.push_back({CComVariant(a), CComVariant(b), CComVariant(static_cast<double>(b))});
+        }
+    }
+    for (const long long a : integers) {
+        for (const long long b : integers) {
+            const auto a4 = static_cast<long>(a);
+            const auto b4 = static_cast<long>(b);
+            rows.push_back({CComVariant(a4), CComVariant(b4), CComVariant(b)});
+            rows.push_back({CComVariant(a), CComVariant(b), CComVariant(b4)});
+            if (a >= -32768 && a <= 32767 && b >= -32768 && b <= 32767) {
+                rows.push_back({CComVariant(static_cast<short>(a)),
+                                CComVariant(static_cast<short>(b)), CComVariant(b4)});
+            }
+            if (a >= 0 && a <= 255 && b >= 0 && b <= 255) {
+                rows.push_back({CComVariant(static_cast<BYTE>(a)),
+                                CComVariant(static_cast<BYTE>(b)), CComVariant(b4)});
+            }
+        }
+    }
+    for (const VARIANT_BOOL a : {VARIANT_FALSE, VARIANT_TRUE, VARIANT_BOOL(1)}) {
+        for (const VARIANT_BOOL b : {VARIANT_FALSE, VARIANT_TRUE, VARIANT_BOOL(1)}) {
+            rows.push_back({Bool(a), Bool(b), CComVariant(static_cast<short>(b))});
+        }
+    }
+    for (const Triple& row : rows) {
+        SCOPED_TRACE(variant_test::Render(row.left) + " against " +
+                     variant_test::Render(row.right));
+        const HRESULT general = VarCmp(&row.left, &row.other, LOCALE_USER_DEFAULT, 0);
+        EXPECT_EQ(Order(VarCmp(&row.left, &row.right, LOCALE_USER_DEFAULT, 0)), Order(general));
+        EXPECT_EQ(row.left < row.right, general == VARCMP_LT);
+        EXPECT_EQ(row.left > row.right, general == VARCMP_GT);
+        EXPECT_EQ(row.left == row.right, general == VARCMP_EQ);
+    }
+}
+
 TEST(VarBstrCmp, EmptyTextsBytesAndLinguisticOrder) {
     // A text starting with U+0000 is "empty" against a text, longer than "".
     const std::vector<TextComparison> empty = {{L"", L"", "EQ"},
