@@ -181,9 +181,20 @@ struct Reading {
     bool Refused() const { return db == nullptr; }
 };
 
+// A cell's type, null flag and text form. A float is described by the text
+// it settles to: its 7 significant digits may name its neighbour instead (at
+// the top of a decade), whose text then stays; so one save and reload may
+// move it once by a unit of the last digit, which is how the text form has
+// always been.
 inline std::string Describe(const DbFieldValue& cell) {
     CString text;
     cell.ValueToString(text);
+    if (cell.GetType() == VT_R4) {
+        CComVariant settled(text);
+        VariantChangeType(&settled, &settled, 0, VT_R4);
+        VariantChangeType(&settled, &settled, 0, VT_BSTR);
+        text = CString(settled.bstrVal);
+    }
     return std::to_string(cell.GetType()) + (cell.IsNull() ? " null " : " ") + text.ToUtf8();
 }
 
