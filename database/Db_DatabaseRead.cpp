@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+#include "model/Db_FieldTypes.h"
+#include "model/Db_NameKey.h"
 #include "platform/files.h"
 #include "platform/utf.h"
 
@@ -70,19 +72,8 @@ bool IsKnownFieldType(const char* text) {
         std::strlen(text) > 5) {
         return false;
     }
-    switch (std::atoi(text)) {
-        case VT_I2:
-        case VT_I4:
-        case VT_R4:
-        case VT_R8:
-        case VT_DATE:
-        case VT_BSTR:
-        case VT_BOOL:
-        case VT_ARRAY | VT_UI1:
-            return true;
-        default:
-            return false;
-    }
+    const int vt = std::atoi(text);
+    return vt <= 0xFFFF && korvan::IsColumnVariantType(static_cast<VARTYPE>(vt));
 }
 
 void CheckStructure(pugi::xml_node table, const CString& name, const CString& file) {
@@ -102,7 +93,7 @@ void CheckStructure(pugi::xml_node table, const CString& name, const CString& fi
                                fieldName.GetString(), name.GetString(), file.GetString(),
                                field.attribute("type").value()));
         }
-        if (!seen.insert(fieldName.MakeLower()).second) {
+        if (!seen.insert(korvan::NameKey(fieldName)).second) {
             Fail(StringBuilder(L"Field '%S' of table '%s' in '%s' is defined twice",
                                field.attribute("name").value(), name.GetString(),
                                file.GetString()));

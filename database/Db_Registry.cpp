@@ -3,20 +3,13 @@
 // vectors, in creation order and without gaps.
 #include <korvan/database.h>
 
-namespace {
+#include "model/Db_NameKey.h"
 
-// Registry keys: names are matched without regard to case.
-CString KeyOf(const CString& name) {
-    CString key(name);
-    key.MakeLower();
-    return key;
-}
-
-}  // namespace
+using korvan::NameKey;
 
 DbTableInfo* DbDatabase::Create(const CString& name, DbTableInfo::eType type, DbTableDescr* descr,
                                 DbTableData* data, const CString& sql, DbTableInfo* related) {
-    const CString key = KeyOf(name);
+    const CString key = NameKey(name);
     if (m_registry.count(key) != 0) {
         Log(StringBuilder(L"Table '%s' already in database, cannot add another '%s' table",
                           name.GetString(), name.GetString()));
@@ -100,7 +93,7 @@ void DbDatabase::DeleteTableInfo(DbTableInfo* info) {
             entry.related = nullptr;
         }
     }
-    m_registry.erase(KeyOf(info->name));
+    m_registry.erase(NameKey(info->name));
 }
 
 bool DbDatabase::RenameTable(CString from, CString to) {
@@ -111,15 +104,15 @@ bool DbDatabase::RenameTable(CString from, CString to) {
     DbTableDescr* descr = GetTableDescr(from);
     DbTableData* data = GetTableData(from);
     const CString oldName = entry->name;
-    const CString newKey = KeyOf(to);
-    if (newKey != KeyOf(from) && m_registry.count(newKey) != 0) {
+    const CString newKey = NameKey(to);
+    if (newKey != NameKey(from) && m_registry.count(newKey) != 0) {
         Log(StringBuilder(L"Table '%s' not renamed: '%s' is already in database",
                           oldName.GetString(), to.GetString()));
         return false;
     }
     // Queries point at registry entries, so the entry itself moves to the new
     // key instead of being copied.
-    auto node = m_registry.extract(KeyOf(from));
+    auto node = m_registry.extract(NameKey(from));
     node.key() = newKey;
     node.mapped().name = to;
     m_registry.insert(std::move(node));
@@ -163,7 +156,7 @@ void DbDatabase::Update(const DbTableDescr* descr, size_t field, bool insert) {
 }
 
 DbTableInfo* DbDatabase::Lookup(const CString& name) {
-    const auto it = m_registry.find(KeyOf(name));
+    const auto it = m_registry.find(NameKey(name));
     return it == m_registry.end() ? nullptr : &it->second;
 }
 

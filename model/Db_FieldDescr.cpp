@@ -1,7 +1,9 @@
+// DbFieldDescr: a column's name, flags, type and default value, its safe
+// name and its "field" element; the type knowledge comes from the field type
+// table.
 #include <korvan/model.h>
 
-#include "model/Db_DecimalSeparator.h"
-#include "model/Db_FieldBinary.h"
+#include "model/Db_FieldTypes.h"
 
 #include <cerrno>
 #include <climits>
@@ -9,53 +11,6 @@
 #include <cstring>
 
 namespace {
-
-constexpr VARTYPE kBinary = VT_ARRAY | VT_UI1;
-
-// The text conversions behind DbFieldDescr::m_fromString. Each stores the
-// text and converts it in place; a text that does not convert stays text.
-
-void StoreConverted(CComVariant& target, const wchar_t* text, VARTYPE type) {
-    target = text;
-    VariantChangeType(&target, &target, 0, type);
-}
-
-void FromInteger(CComVariant& target, const wchar_t* const& text) {
-    StoreConverted(target, text, VT_I4);
-}
-
-void FromBoolean(CComVariant& target, const wchar_t* const& text) {
-    StoreConverted(target, text, VT_BOOL);
-}
-
-void FromText(CComVariant& target, const wchar_t* const& text) {
-    target = text;
-}
-
-// Texts from other machines may carry either separator: an empty text is 0,
-// and "," or "." is read as the process's own separator.
-void StoreReal(CComVariant& target, const wchar_t* text, VARTYPE type) {
-    CString normal(text && *text ? text : L"0");
-    const wchar_t separator = korvan::ProcessDecimalSeparator();
-    if (separator == L'.') {
-        normal.Replace(L',', L'.');
-    } else {
-        normal.Replace(L'.', separator);
-    }
-    StoreConverted(target, normal, type);
-}
-
-void FromFloat(CComVariant& target, const wchar_t* const& text) {
-    StoreReal(target, text, VT_R4);
-}
-
-void FromDouble(CComVariant& target, const wchar_t* const& text) {
-    StoreReal(target, text, VT_R8);
-}
-
-void FromBinary(CComVariant& target, const wchar_t* const& text) {
-    korvan::StoreBase64(target, text ? std::wstring_view(text) : std::wstring_view());
-}
 
 // Windows' _wtoi: leading blanks, an optional sign, decimal digits; 0 when
 // there are none, the int limits on overflow.
@@ -86,61 +41,33 @@ DbFieldDescr::DbFieldDescr(const DbFieldDescr& other)
       m_safeName(other.m_safeName),
       m_fromString(other.m_fromString) {}
 
-VARTYPE DbFieldDescr::FieldTypeToVariantType(eFieldType type) {
-    switch (type) {
-        case ftBoolean:
-            return VT_BOOL;
-        case ftInteger:
-            return VT_I2;
-        case ftLong:
-            return VT_I4;
-        case ftFloat:
-            return VT_R4;
-        case ftDouble:
-            return VT_R8;
-        case ftText:
-            return VT_BSTR;
-        case ftBinary:
-            return kBinary;
-        default:
-            return VT_EMPTY;
+DbFieldDescr& DbFieldDescr::operator=(const DbFieldDescr& other) {
+    if (this != &other) {
+        DbFieldValue::operator=(other);
+        m_required = other.m_required;
+        m_key = other.m_key;
+        m_name = other.m_name;
+        m_safeName = other.m_safeName;
+        m_fromString = other.m_fromString;
     }
+    return *this;
+}
+
+VARTYPE DbFieldDescr::FieldTypeToVariantType(eFieldType type) {
+    return korvan::FieldTypeOf(type).variant;
 }
 
 DbFieldDescr::eFieldType DbFieldDescr::VariantTypeToFieldType(VARTYPE vt) {
-    switch (vt) {
-        case VT_I2:
-            return ftInteger;
-        case VT_I4:
-            return ftLong;
-        case VT_R4:
-            return ftFloat;
-        case VT_R8:
-            return ftDouble;
-        case VT_BSTR:
-            return ftText;
-        case VT_BOOL:
-            return ftBoolean;
-        case kBinary:
-            return ftBinary;
-        default:
-            return ftUnknown;
-    }
+    const korvan::FieldType* entry = korvan::FieldTypeOfVariant(vt);
+    return entry != nullptr ? entry->type : ftUnknown;
+}
+
+bool DbFieldDescr::IsNumericType(eFieldType type) {
+    return korvan::FieldTypeOf(type).numeric;
 }
 
 DbFieldDescr::eFieldType DbFieldDescr::DbTypeToFieldType(short dbType) {
-    switch (dbType) {
-        case 3:
-            return ftInteger;
-        case 4:
-            return ftLong;
-        case 7:
-            return ftDouble;
-        case 10:
-            return ftText;
-        default:
-            return ftUnknown;
-    }
+    return korvan::FieldTypeOfDaoCode(dbType).type;
 }
 
 DbFieldDescr::eFieldType DbFieldDescr::GetDbType() const {
@@ -157,39 +84,12 @@ void DbFieldDescr::SetType(VARTYPE vt) {
 
 void DbFieldDescr::SetDefaultValue(VARTYPE vt, CComVariant& value) {
     value.Clear();
-    switch (vt) {
-        case VT_I2:
-            // Deliberate: an integer column holds 32-bit values, so its
-            // default (and thereby its type) is VT_I4.
-        case VT_I4:
-            value = 0;
-            m_fromString = FromInteger;
-            break;
-        case VT_R4:
-            value = 0.0f;
-            m_fromString = FromFloat;
-            break;
-        case VT_R8:
-            value = 0.0;
-            m_fromString = FromDouble;
-            break;
-        case VT_DATE:  // dates are kept as text
-        case VT_BSTR:
-            value = L"";
-            m_fromString = FromText;
-            break;
-        case VT_BOOL:
-            value = false;
-            m_fromString = FromBoolean;
-            break;
-        case kBinary: {
-            const BYTE zero = 0;
-            korvan::StoreBytes(value, &zero, 1, 1);
-            m_fromString = FromBinary;
-            break;
-        }
-        default:
-            break;
+    // A variant type no column is made of leaves the value empty and the
+    // conversion as it was.
+    const korvan::FieldType* entry = korvan::FieldTypeOfVariant(vt);
+    if (entry != nullptr && entry->fromString != nullptr) {
+        entry->setDefault(value);
+        m_fromString = entry->fromString;
     }
 }
 
@@ -239,26 +139,8 @@ bool DbFieldDescr::Load(pugi::xml_node element) {
 }
 
 CString DbFieldDescr::GetTypeString() const {
-    switch (GetType()) {
-        case VT_EMPTY:
-            return L"empty";
-        case VT_I2:
-            return L"integer";
-        case VT_I4:
-            return L"long";
-        case VT_R4:
-            return L"float";
-        case VT_R8:
-            return L"double";
-        case VT_BSTR:
-            return L"text";
-        case VT_BOOL:
-            return L"boolean";
-        case kBinary:
-            return L"binary";
-        default:
-            return L"unknown";
-    }
+    const korvan::FieldType* entry = korvan::FieldTypeOfVariant(GetType());
+    return entry != nullptr ? entry->name : L"unknown";
 }
 
 uint64_t DbFieldDescr::GetSize() const {

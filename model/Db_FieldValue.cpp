@@ -1,9 +1,11 @@
+// DbFieldValue: one cell of a row, with its text forms, and the storing of
+// byte arrays for binary cells.
 #include <korvan/model.h>
 
 #include "model/Db_Base64.h"
 #include "model/Db_FieldBinary.h"
+#include "model/Db_FieldTypes.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace korvan {
@@ -36,10 +38,6 @@ void StoreBase64(CComVariant& target, std::wstring_view text) {
 namespace {
 
 constexpr VARTYPE kBinary = VT_ARRAY | VT_UI1;
-
-std::wstring_view BstrView(BSTR text) {
-    return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
-}
 
 }  // namespace
 
@@ -116,43 +114,10 @@ void DbFieldValue::ValueFromString(const DbFieldDescr& descr, const CString& tex
 
 void DbFieldValue::ValueToString(CString& out) const {
     out.Empty();
-    switch (m_value.vt) {
-        case VT_I2:
-        case VT_I4:
-        case VT_R4:
-        case VT_R8: {
-            CComVariant text;
-            if (SUCCEEDED(VariantChangeType(&text, &m_value, 0, VT_BSTR))) {
-                out = CString(BstrView(text.bstrVal));
-            }
-            break;
-        }
-        case VT_BSTR:
-            out = CString(BstrView(m_value.bstrVal));
-            break;
-        case VT_BOOL:
-            // Only exactly VARIANT_TRUE is true; any other non-zero pattern
-            // prints "false", deliberately.
-            out = m_value.boolVal == VARIANT_TRUE ? L"true" : L"false";
-            break;
-        case kBinary: {
-            LONG lower = 0;
-            LONG upper = -1;
-            SafeArrayGetLBound(m_value.parray, 1, &lower);
-            SafeArrayGetUBound(m_value.parray, 1, &upper);
-            // The byte count is the upper bound plus one, never more than the
-            // array holds.
-            const LONG count = std::min(upper + 1, upper - lower + 1);
-            void* bytes = nullptr;
-            if (count > 0 && SUCCEEDED(SafeArrayAccessData(m_value.parray, &bytes))) {
-                out = CString(korvan::Base64Encode(static_cast<const BYTE*>(bytes),
-                                                   static_cast<size_t>(count)));
-                SafeArrayUnaccessData(m_value.parray);
-            }
-            break;
-        }
-        default:
-            break;
+    // Empty, null, date and every other variant type give "".
+    const korvan::FieldType* entry = korvan::FieldTypeOfVariant(m_value.vt);
+    if (entry != nullptr && entry->toString != nullptr) {
+        entry->toString(m_value, out);
     }
 }
 

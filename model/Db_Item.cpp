@@ -1,3 +1,4 @@
+// DbItem: the item tree with its change stamps and size estimates.
 #include <korvan/model.h>
 
 #include <algorithm>
@@ -85,6 +86,11 @@ void DbItem::RemoveChild(DbItem* child) {
     if (it != m_children.end()) {
         m_children.erase(it);
     }
+}
+
+void DbItem::CopyStamps(DbItem& to, const DbItem& from) {
+    to.m_changeId = from.m_changeId;
+    to.m_syncId = from.m_syncId;
 }
 
 void DbItem::ReserveChildren(size_t count) {

@@ -1,3 +1,5 @@
+// DbRows: the rows of a table or a query answer, as positions into a row
+// store that is the container's own or, once bound, another container's.
 #include <korvan/model.h>
 
 #include <algorithm>
@@ -31,19 +33,70 @@ void RemovePosition(std::vector<uint64_t>& order, uint64_t position) {
 }  // namespace
 
 DbRows::DbRows(DbItem* parent, DbTableDescr* descr)
-    : DbItem(parent), m_descr(descr), m_store(new std::vector<DbTableRow*>()), m_boundTo(nullptr) {}
+    : DbItem(parent),
+      m_descr(descr),
+      m_store(nullptr),
+      m_boundTo(nullptr),
+      m_ownStore(new std::vector<DbTableRow*>()) {
+    m_store = m_ownStore;
+}
+
+DbRows::DbRows(const DbRows& other)
+    : DbItem(other),
+      m_descr(other.m_descr),
+      m_order(other.m_order),
+      m_store(nullptr),
+      m_boundTo(other.m_boundTo),
+      m_ownStore(new std::vector<DbTableRow*>()) {
+    // The item copy listed other's children; this copy's are its own rows.
+    ReleaseChildren();
+    try {
+        CopyOwnRows(other);
+    } catch (...) {
+        DestroyOwnRows();
+        delete m_ownStore;
+        throw;
+    }
+    m_store = m_boundTo ? other.m_store : m_ownStore;
+}
+
+DbRows& DbRows::operator=(const DbRows& other) {
+    if (this != &other) {
+        DestroyOwnRows();
+        CopyStamps(*this, other);
+        m_descr = other.m_descr;
+        m_order = other.m_order;
+        m_boundTo = other.m_boundTo;
+        m_store = m_boundTo ? other.m_store : m_ownStore;
+        CopyOwnRows(other);
+    }
+    return *this;
+}
 
 DbRows::~DbRows() {
-    if (m_boundTo) {
-        return;  // the store belongs to the source
+    // A source's store belongs to the source.
+    DestroyOwnRows();
+    delete m_ownStore;
+}
+
+void DbRows::CopyOwnRows(const DbRows& other) {
+    ReserveChildren(other.m_ownStore->size());
+    m_ownStore->reserve(other.m_ownStore->size());
+    for (const DbTableRow* row : *other.m_ownStore) {
+        m_ownStore->push_back(new DbTableRow(this));
+        *m_ownStore->back() = *row;
     }
-    // The rows go all at once: forgetting them first keeps each removal
-    // from the child list immediate.
+}
+
+void DbRows::DestroyOwnRows() {
+    // The rows go all at once: forgetting them first keeps each removal from
+    // the child list immediate. Rows added through this container while it
+    // is bound stand in the source's store and are the source's children.
     ReleaseChildren();
-    for (DbTableRow* row : *m_store) {
+    for (DbTableRow* row : *m_ownStore) {
         delete row;
     }
-    delete m_store;
+    m_ownStore->clear();
 }
 
 DbTableRow* DbRows::NewRow(bool withDefaults) {
@@ -100,13 +153,8 @@ void DbRows::Update(uint64_t field, bool insert) {
         }
         const auto at = cells.begin() + static_cast<std::ptrdiff_t>(field);
         if (insert) {
-            auto* cell = new DbFieldValue(row, static_cast<int>(field));
-            // The new cell starts with the column's default, so that it has
-            // the column's type.
-            if (m_descr && field < m_descr->GetFieldCount()) {
-                cell->m_value = m_descr->GetField(static_cast<int>(field)).GetValue();
-            }
-            cells.insert(at, cell);
+            // Not the column's default: a new cell is not null and empty.
+            cells.insert(at, new DbFieldValue(row, static_cast<int>(field)));
         } else {
             row->DestroyCell(*at);
             cells.erase(at);
@@ -121,13 +169,9 @@ void DbRows::Bind(DbRows* source, std::vector<uint64_t>& order) {
     if (!source || source == this) {
         return;
     }
-    if (!m_boundTo) {
-        ReleaseChildren();
-        for (DbTableRow* row : *m_store) {
-            delete row;
-        }
-        delete m_store;
-    }
+    // The own store is no longer shown. Rows it might hold are not destroyed:
+    // they stay this container's children, and the destructor destroys them
+    // with the store, which containers bound to this one may still show.
     m_boundTo = source;
     m_store = source->m_store;
     m_order.insert(m_order.begin(), order.begin(), order.end());

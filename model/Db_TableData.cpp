@@ -1,3 +1,5 @@
+// DbTableData: a table's rows with lazy parsing of their stored XML text,
+// the rows element, and the binary search over an index.
 #include <korvan/database.h>
 #include <korvan/model.h>
 
@@ -12,6 +14,39 @@ DbTableData::DbTableData(DbDatabase* db, DbTableDescr* descr)
       m_descr(descr),
       m_initialized(false) {
     m_rows = new DbRows(this, descr);
+}
+
+DbTableData::DbTableData(const DbTableData& other)
+    : DbXmlSerializable(other),
+      DbItem(other),
+      m_rows(nullptr),
+      m_xmlSource(other.m_xmlSource),
+      m_xmlPending(other.m_xmlPending),
+      m_database(other.m_database),
+      m_descr(other.m_descr),
+      m_initialized(other.m_initialized) {
+    // The item copy listed other's row container; this copy's child is its
+    // own.
+    ReleaseChildren();
+    m_rows = new DbRows(this, m_descr);
+    try {
+        *m_rows = *other.m_rows;
+    } catch (...) {
+        delete m_rows;
+        throw;
+    }
+}
+
+DbTableData& DbTableData::operator=(const DbTableData& other) {
+    if (this != &other) {
+        CopyStamps(*this, other);
+        *m_rows = *other.m_rows;
+        m_xmlSource = other.m_xmlSource;
+        m_xmlPending = other.m_xmlPending;
+        m_descr = other.m_descr;
+        m_initialized = other.m_initialized;
+    }
+    return *this;
 }
 
 DbTableData::~DbTableData() {

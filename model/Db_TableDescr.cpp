@@ -1,17 +1,13 @@
+// DbTableDescr: a table's fields, indexes and filters, with the lookup of
+// fields by name and the "field" elements of its structure.
 #include <korvan/database.h>
 #include <korvan/model.h>
 
-#include "platform/unicode.h"
+#include "model/Db_NameKey.h"
 
 #include <memory>
 
-namespace {
-
-CString Lower(const CString& name) {
-    return CString(korvan::ToLower(name.str()));
-}
-
-}  // namespace
+using korvan::NameKey;
 
 DbTableDescr::DbIndex::DbIndex(const CString& name) : m_name(name) {}
 
@@ -26,6 +22,45 @@ void DbTableDescr::DbIndex::AddField(CString name) {
 }
 
 DbTableDescr::DbTableDescr(DbDatabase* db) : DbItem(db), m_database(db), m_nameMapDirty(true) {}
+
+DbTableDescr::DbTableDescr(const DbTableDescr& other)
+    : DbXmlSerializable(other), DbItem(other), m_database(other.m_database), m_nameMapDirty(true) {
+    // The item copy listed other's fields; this copy's children are its own.
+    ReleaseChildren();
+    try {
+        CopyParts(other);
+    } catch (...) {
+        DbTableDescr::Clear();
+        throw;
+    }
+}
+
+DbTableDescr& DbTableDescr::operator=(const DbTableDescr& other) {
+    if (this != &other) {
+        DbTableDescr::Clear();
+        CopyStamps(*this, other);
+        CopyParts(other);
+    }
+    return *this;
+}
+
+void DbTableDescr::CopyParts(const DbTableDescr& other) {
+    ReserveChildren(other.m_fields.size());
+    m_fields.reserve(other.m_fields.size());
+    for (const DbFieldDescr* field : other.m_fields) {
+        m_fields.push_back(new DbFieldDescr(this, field->GetIndex()));
+        *m_fields.back() = *field;
+        CopyStamps(*m_fields.back(), *field);
+    }
+    m_nameMapDirty = true;
+    for (const auto& [key, index] : other.m_indexes) {
+        m_indexes.emplace(key, new DbIndex(*index));
+    }
+    m_filters.reserve(other.m_filters.size());
+    for (const DbFilter* filter : other.m_filters) {
+        m_filters.push_back(new DbFilter(*filter));
+    }
+}
 
 DbTableDescr::~DbTableDescr() {
     DbTableDescr::Clear();
@@ -84,7 +119,7 @@ bool DbTableDescr::CreateIndex(CString name, DbIndex* index) {
     if (name.IsEmpty() || !CheckIndexFields(index)) {
         return false;
     }
-    const CString key = Lower(name);
+    const CString key = NameKey(name);
     if (m_indexes.count(key)) {
         // Deliberate: creating an existing index succeeds and keeps the first.
         delete index;
@@ -98,7 +133,7 @@ bool DbTableDescr::CreateIndex(CString name, DbIndex* index) {
 }
 
 bool DbTableDescr::DeleteIndex(CString name) {
-    const auto it = m_indexes.find(Lower(name));
+    const auto it = m_indexes.find(NameKey(name));
     if (it == m_indexes.end()) {
         return false;
     }
@@ -176,7 +211,7 @@ int DbTableDescr::GetFieldIndex(const CString& name) const {
         if (m_nameMapDirty) {
             RebuildNameMap();
         }
-        const auto it = m_nameMap.find(Lower(name));
+        const auto it = m_nameMap.find(NameKey(name));
         return it == m_nameMap.end() ? -1 : it->second;
     } catch (...) {
         return -1;
@@ -212,7 +247,7 @@ DbFieldDescr& DbTableDescr::operator[](uint64_t i) {
 }
 
 DbTableDescr::DbIndex* DbTableDescr::FindIndex(const CString& name) {
-    const auto it = m_indexes.find(Lower(name));
+    const auto it = m_indexes.find(NameKey(name));
     return it == m_indexes.end() ? nullptr : it->second;
 }
 
@@ -233,7 +268,7 @@ void DbTableDescr::RebuildNameMap() const {
     m_nameMap.reserve(m_fields.size());
     for (size_t i = 0; i < m_fields.size(); ++i) {
         // A name that occurs twice keeps its first position.
-        m_nameMap.emplace(Lower(m_fields[i]->GetName()), static_cast<int>(i));
+        m_nameMap.emplace(NameKey(m_fields[i]->GetName()), static_cast<int>(i));
     }
     m_nameMapDirty = false;
 }

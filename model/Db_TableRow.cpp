@@ -1,3 +1,5 @@
+// DbTableRow: one row of cells, its "row" element, the comparison of rows
+// and keys, and the evaluation of the descriptor's filters on it.
 #include <korvan/model.h>
 
 #include "model/Db_RowXml.h"
@@ -17,14 +19,68 @@ std::wstring_view BstrView(BSTR text) {
 DbTableRow::DbTableRow(DbItem* parent)
     : DbItem(parent), m_descr(nullptr), m_cellBlock(nullptr), m_cellBlockSize(0) {}
 
+DbTableRow::DbTableRow(const DbTableRow& other)
+    : DbXmlSerializable(other),
+      DbItem(other),
+      m_descr(other.m_descr),
+      m_cellBlock(nullptr),
+      m_cellBlockSize(0) {
+    // The item copy listed other's cells; this copy's children are its own.
+    ReleaseChildren();
+    try {
+        CopyCells(other);
+    } catch (...) {
+        DestroyCells();
+        throw;
+    }
+}
+
+DbTableRow& DbTableRow::operator=(const DbTableRow& other) {
+    if (this != &other) {
+        DestroyCells();
+        m_descr = other.m_descr;
+        CopyStamps(*this, other);
+        CopyCells(other);
+    }
+    return *this;
+}
+
 DbTableRow::~DbTableRow() {
+    DestroyCells();
+}
+
+void DbTableRow::DestroyCells() {
     // The cells go all at once: forgetting them first keeps each removal
     // from the child list immediate.
     ReleaseChildren();
     for (DbFieldValue* cell : m_fields) {
         DestroyCell(cell);
     }
+    m_fields.clear();
     ::operator delete(m_cellBlock);
+    m_cellBlock = nullptr;
+    m_cellBlockSize = 0;
+}
+
+void DbTableRow::AllocateCells(size_t count) {
+    ReserveChildren(count);
+    m_fields.reserve(count);
+    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
+    m_cellBlockSize = count;
+}
+
+void DbTableRow::CopyCells(const DbTableRow& other) {
+    const size_t count = other.m_fields.size();
+    if (count == 0) {
+        return;
+    }
+    AllocateCells(count);
+    for (size_t i = 0; i < count; ++i) {
+        const DbFieldValue& from = *other.m_fields[i];
+        m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, from.GetIndex()));
+        *m_fields.back() = from;
+        CopyStamps(*m_fields.back(), from);
+    }
 }
 
 void DbTableRow::CreateCells(bool withDefaults) {
@@ -32,10 +88,7 @@ void DbTableRow::CreateCells(bool withDefaults) {
     if (count == 0) {
         return;
     }
-    ReserveChildren(count);
-    m_fields.reserve(count);
-    m_cellBlock = static_cast<DbFieldValue*>(::operator new(count * sizeof(DbFieldValue)));
-    m_cellBlockSize = count;
+    AllocateCells(count);
     for (size_t i = 0; i < count; ++i) {
         m_fields.push_back(new (m_cellBlock + i) DbFieldValue(this, static_cast<int>(i)));
         if (withDefaults) {

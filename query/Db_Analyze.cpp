@@ -49,6 +49,13 @@ CString LowerOutsideQuotes(const CString& sql) {
     return CString(std::move(text));
 }
 
+CString PrepareStatement(const CString& sql) {
+    CString text = sql;
+    text.Replace(L'\r', L' ');
+    text.Replace(L'\n', L' ');
+    return LowerOutsideQuotes(text);
+}
+
 CString StripBrackets(const CString& name) {
     const int length = name.GetLength();
     if (length >= 2 && name[0] == L'[' && name[length - 1] == L']') {
@@ -64,7 +71,7 @@ enum Section : uint32_t {
     kSelectList = 1,
     kTopCount = 3,
     kFromList = 4,
-    kWhere = 5,
+    kWhere = kWhereSection,
     kOrder = 6,
     kOrderByList = 7,
 };

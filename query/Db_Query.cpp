@@ -1,59 +1,25 @@
-// Query execution: a SELECT analysed into filters and a clause, run over the
-// rows of its first FROM table and registered as a QUERY entry "Query_%d".
+// DbDatabase::Query: runs a SELECT against its first FROM table and registers
+// the answer as a QUERY entry "Query_%d", or answers with an existing table
+// or an up-to-date earlier query. The stages are in Db_QueryStages.h.
 
 #include <korvan/database.h>
 #include <korvan/query.h>
 
-#include <algorithm>
-#include <memory>
 #include <vector>
 
-#include "model/Db_BinarySearch.h"
 #include "query/Db_Analyze.h"
 #include "query/Db_Distinct.h"
-#include "query/Db_PositionList.h"
-
-namespace korvan {
-namespace {
-
-// The selection in ORDER BY order: every row goes, in selection order, to the
-// position the binary search of DbTableData::SpatialIndex finds among the
-// rows placed so far. The search stops at any equal row, so ties land where
-// that search puts them, not simply behind each other; a position list gives
-// the same answers as inserting into a vector without its quadratic moves.
-std::vector<uint64_t> OrderRows(const DbRows& rows, const std::vector<uint64_t>& fields,
-                                const std::vector<uint64_t>& selection) {
-    PositionList ordered;
-    for (const uint64_t r : selection) {
-        const DbTableRow& row = *rows.GetRow(static_cast<int>(r));
-        DbTableRow::eCmpResult result;
-        const uint64_t pos = BinarySearch(
-            ordered.size(),
-            [&](size_t i) {
-                return row.CompareEx(fields, *rows.GetRow(static_cast<int>(ordered.at(i))));
-            },
-            result);
-        ordered.insert(pos, r);
-    }
-    return ordered.ToVector();
-}
-
-}  // namespace
-}  // namespace korvan
+#include "query/Db_QueryStages.h"
 
 bool DbDatabase::Query(CString sql, CString& name) {
     name.Format(L"Query_%d", m_queriesCount);
     ++m_queriesCount;
 
-    CString text = sql;
-    text.Replace(L'\r', L' ');
-    text.Replace(L'\n', L' ');
-    text = korvan::LowerOutsideQuotes(text);
-
-    // A plain table name answers with that table.
+    const CString text = korvan::PrepareStatement(sql);
     if (text.Find(L"select") < 0) {
+        // A plain table name answers with that table.
         name = korvan::StripBrackets(text);
-        DbTableInfo* table = IsTable(name) ? GetTableInfo(name) : nullptr;
+        const DbTableInfo* table = GetTableInfo(name);
         if (table == nullptr) {
             Log(StringBuilder(L"SQL Analyze - table '%s' not found", name.GetString()));
             return false;
@@ -63,169 +29,44 @@ bool DbDatabase::Query(CString sql, CString& name) {
     }
 
     const double start = korvan::MonotonicSeconds();
-    auto params = std::make_unique<parser::QueryAnalysisParams>();
-    if (!AnalyzeSQL(text, params.get())) {
+    // The filters the analysis attaches go when the query ends, however it
+    // ends.
+    korvan::QueryAnalysis analysis(*this, text);
+    if (!analysis.Run()) {
         return false;
     }
-
-    // An earlier query of the very same text is answered from, or recomputed
-    // into, its own entry. The first match in registry order counts.
-    DbTableInfo* earlier = nullptr;
-    for (auto& entry : m_registry) {
-        if (entry.second.type == DbTableInfo::QUERY && entry.second.sql == sql) {
-            earlier = &entry.second;
-            break;
-        }
-    }
+    DbTableInfo* earlier = korvan::FindEarlierQuery(m_registry, sql);
     bool answered = false;
     if (earlier != nullptr) {
         name = earlier->name;
-        answered = params->tables.size() == 1 && earlier->IsQuerySync();
+        answered = analysis.Params().tables.size() == 1 && earlier->IsQuerySync();
     }
-
-    // A query over a query first brings that query up to date. Recomputing it
-    // rebuilds its descriptor, which destroys the filters this analysis put
-    // there, so the text is analysed again afterwards.
-    DbTableInfo* first = GetTableInfo(params->tables[0]);
-    if (!answered && first != nullptr && first != earlier && first->type == DbTableInfo::QUERY &&
-        (earlier != nullptr || !first->IsQuerySync())) {
-        CString firstName = first->name;
-        Query(first->sql, firstName);
-        params = std::make_unique<parser::QueryAnalysisParams>();
-        if (!AnalyzeSQL(text, params.get())) {
+    DbTableInfo* first = GetTableInfo(analysis.Params().tables[0]);
+    if (!answered && korvan::RefreshSource(*this, first, earlier) && !analysis.Run()) {
+        return false;
+    }
+    if (!answered && !korvan::AnswersWithTable(*this, analysis.Params(), name)) {
+        parser::QueryAnalysisParams& params = analysis.Params();
+        if (!params.clause->IsValid()) {
             return false;
         }
-    }
-
-    DbTableDescr* descr = GetTableDescr(params->tables[0]);
-    const std::vector<CString>& select = params->fields;
-    const bool wholeTable = params->tables.size() == 1 && IsTable(params->tables[0]) &&
-                            params->conditions.empty() && params->orderBy.empty() &&
-                            params->top < 0;
-    if (!answered && wholeTable) {
-        // Deliberately blind to DISTINCT: "select distinct * from t" is t.
-        bool same = select.size() == 1 && select[0] == L"*";
-        if (!same && select.size() == descr->GetFieldCount()) {
-            same = true;
-            for (size_t i = 0; i < select.size() && same; ++i) {
-                same = select[i].CompareNoCase((*descr)[i].GetName()) == 0;
-            }
-        }
-        if (same) {
-            name = GetTableInfo(params->tables[0])->name;
-            answered = true;
-        }
-    }
-
-    if (!answered) {
-        if (!params->clause->IsValid()) {
+        const korvan::QuerySource source(*this, params);
+        if (!source.IsReadable()) {
             return false;
         }
-        DbTableData* data = GetTableData(params->tables[0]);
-        DbRows* rows = data != nullptr ? data->GetRows() : nullptr;
-        if (rows == nullptr) {
-            return false;
-        }
-
-        const bool allFields = select[0] == L"*";
-        std::vector<uint64_t> selectFields;
-        if (allFields) {
-            for (size_t i = 0; i < descr->GetFieldCount(); ++i) {
-                selectFields.push_back(i);
-            }
-        } else {
-            for (const CString& field : select) {
-                const int i = descr->GetFieldIndex(field);
-                if (i >= 0) {
-                    selectFields.push_back(static_cast<uint64_t>(i));
-                }
-            }
-        }
-
         // TOP counts matching rows in table order, before ordering and
-        // DISTINCT. The filters are evaluated through the source descriptor,
-        // which also holds for rows a query shares with its own source.
-        std::vector<uint64_t> selection;
-        const uint64_t count = rows->GetRowsCount();
-        for (uint64_t i = 0; i < count; ++i) {
-            if (params->top >= 0 && selection.size() >= static_cast<size_t>(params->top)) {
-                break;
-            }
-            descr->Evaluate(*rows->GetRow(static_cast<int>(i)));
-            if (params->clause->evaluate()) {
-                selection.push_back(i);
-            }
+        // DISTINCT.
+        std::vector<uint64_t> selection =
+            korvan::WhereClause(*source.descr, *params.clause)
+                .Select(*source.rows, 0, source.rows->GetRowsCount(), params.top);
+        selection = korvan::OrderRows(*source.rows, source.ordering, params.descending, selection);
+        if (params.distinct) {
+            selection = korvan::DistinctRows(*source.rows, source.selected, selection);
         }
-
-        // ORDER BY names are not checked by the analysis: names that are no
-        // field of the source are passed over, and with none left the rows
-        // stay in table order.
-        std::vector<uint64_t> orderFields;
-        for (const CString& field : params->orderBy) {
-            const int i = descr->GetFieldIndex(field);
-            if (i >= 0) {
-                orderFields.push_back(static_cast<uint64_t>(i));
-            }
-        }
-        if (!orderFields.empty()) {
-            selection = korvan::OrderRows(*rows, orderFields, selection);
-            if (params->descending) {
-                std::reverse(selection.begin(), selection.end());
-            }
-        }
-        if (params->distinct) {
-            selection = korvan::DistinctRows(*rows, selectFields, selection);
-        }
-
-        // Clearing the entry empties both its structure and its rows.
-        DbTableInfo* result = GetTableInfo(name);
-        if (result != nullptr && result == first) {
-            return false;  // the answer would overwrite its own source
-        }
-        if (result == nullptr) {
-            result = Create(name, DbTableInfo::QUERY, sql, FindTableInfo(params->tables[0]));
-        } else {
-            result->Clear();
-        }
-        if (result == nullptr) {
+        if (!korvan::RegisterAnswer(*this, name, sql, source, selection)) {
             return false;
         }
-        DbTableDescr* resultDescr = result->descr;
-        DbTableData* resultData = result->data;
-        std::vector<uint64_t> sourceFields;
-        for (const uint64_t field : selectFields) {
-            // A field selected twice makes one column.
-            if (resultDescr->CreateField((*descr)[field])) {
-                sourceFields.push_back(field);
-            }
-        }
-        if (allFields) {
-            // The answer shares the source's rows; Bind takes store positions.
-            std::vector<uint64_t> order;
-            order.reserve(selection.size());
-            for (const uint64_t r : selection) {
-                order.push_back(rows->GetOrder()[r]);
-            }
-            resultData->Bind(rows, order);
-        } else {
-            resultData->AddRows(selection.size());
-            DbRows* resultRows = resultData->GetRows();
-            for (size_t i = 0; i < selection.size(); ++i) {
-                DbTableRow& target = *resultRows->GetRow(static_cast<int>(i));
-                const DbTableRow& source = *rows->GetRow(static_cast<int>(selection[i]));
-                for (size_t j = 0; j < sourceFields.size(); ++j) {
-                    target[j] = source[sourceFields[j]];
-                }
-            }
-        }
-        resultData->Sync();
-        resultDescr->Sync();
-        result->syncId = data->GetChangeId();
     }
-    // Filters are done with in every case, also when an earlier answer is
-    // reused and nothing was evaluated.
-    descr->ClearFilters();
-
     Log(StringBuilder(L"Query '%s' processed in %.4f [s]", name.GetString(),
                       korvan::MonotonicSeconds() - start));
     return true;

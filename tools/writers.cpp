@@ -305,11 +305,6 @@ class JsonWriter : public RowWriter {
     size_t m_rows = 0;
 };
 
-bool IsNumeric(DbFieldDescr::eFieldType type) {
-    return type == DbFieldDescr::ftInteger || type == DbFieldDescr::ftLong ||
-           type == DbFieldDescr::ftFloat || type == DbFieldDescr::ftDouble;
-}
-
 }  // namespace
 
 Cell Cell::Of(const DbFieldValue& value) {
@@ -319,10 +314,11 @@ Cell Cell::Of(const DbFieldValue& value) {
     }
     CString text;
     value.ValueToString(text);
+    const DbFieldDescr::eFieldType type = DbFieldDescr::VariantTypeToFieldType(vt);
     Kind kind = Kind::Text;
-    if (vt == VT_I2 || vt == VT_I4 || vt == VT_R4 || vt == VT_R8) {
+    if (DbFieldDescr::IsNumericType(type)) {
         kind = Kind::Number;
-    } else if (vt == VT_BOOL) {
+    } else if (type == DbFieldDescr::ftBoolean) {
         kind = Kind::Boolean;
     }
     return {kind, text.ToUtf8()};
@@ -358,7 +354,8 @@ void WriteRows(const DbTableDescr& descr, const DbRows& rows, RowWriter& writer,
     std::vector<Column> columns;
     for (size_t i = 0; i < fields; ++i) {
         const DbFieldDescr& field = descr.GetField(static_cast<int>(i));
-        columns.push_back({field.GetName().ToUtf8(), IsNumeric(field.GetDbType())});
+        columns.push_back(
+            {field.GetName().ToUtf8(), DbFieldDescr::IsNumericType(field.GetDbType())});
     }
     writer.Begin(columns);
     const uint64_t count = std::min(rows.GetRowsCount(), limit);

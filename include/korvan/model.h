@@ -73,6 +73,9 @@ class KORVAN_API DbItem {
     // Makes room for count more children in one step.
     void ReserveChildren(size_t count);
     size_t GetChildCount() const { return m_children.size(); }
+    // Gives "to" the change stamps of "from"; the links of both stay as they
+    // are. Owners use it when they copy their parts.
+    static void CopyStamps(DbItem& to, const DbItem& from);
 
   private:
     DbItem* m_parent;
@@ -198,11 +201,16 @@ class KORVAN_API DbFieldDescr : public DbFieldValue {
     DbFieldDescr();
     DbFieldDescr(DbItem* parent, int index);
     DbFieldDescr(const DbFieldDescr& other);
+    // Copies name, flags, default value and conversion; index and tree links
+    // stay.
+    DbFieldDescr& operator=(const DbFieldDescr& other);
 
     static VARTYPE FieldTypeToVariantType(eFieldType type);
     static eFieldType VariantTypeToFieldType(VARTYPE vt);
     // DAO codes: 3 integer, 4 long, 7 double, 10 text; others unknown.
     static eFieldType DbTypeToFieldType(short dbType);
+    // True for the integer, long, float and double types.
+    static bool IsNumericType(eFieldType type);
 
     eFieldType GetDbType() const;
     void SetDbType(eFieldType type);
@@ -264,9 +272,15 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
     };
 
     explicit DbTableDescr(DbDatabase* db);
+    // A copy belongs to the same database and, like every item copy, names
+    // the same parent without being registered there; its fields, indexes
+    // and filters are copies of its own, its fields registered under it.
+    DbTableDescr(const DbTableDescr& other);
+    // Replaces fields, indexes and filters by copies of other's and takes its
+    // change stamps; the descriptor keeps its database and its place in the
+    // tree.
+    DbTableDescr& operator=(const DbTableDescr& other);
     ~DbTableDescr() override;
-    DbTableDescr(const DbTableDescr&) = delete;
-    DbTableDescr& operator=(const DbTableDescr&) = delete;
 
     // Every field writes its "field" element directly under element.
     bool Save(pugi::xml_document& doc, pugi::xml_node element) override;
@@ -325,6 +339,8 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
 
   private:
     void RebuildNameMap() const;
+    // Adds copies of other's fields, indexes and filters.
+    void CopyParts(const DbTableDescr& other);
 
     std::vector<DbFieldDescr*> m_fields;
     DbDatabase* m_database;
@@ -343,9 +359,14 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
     typedef bool (*ValueTest)(const CComVariant& left, const CComVariant& right);
 
     explicit DbTableRow(DbItem* parent);
+    // A copy follows the same descriptor and, like every item copy, names the
+    // same parent without being registered there; its cells are copies of
+    // its own, registered under it.
+    DbTableRow(const DbTableRow& other);
+    // Replaces the cells by copies of other's and takes its descriptor and
+    // change stamps; the row keeps its place in the tree.
+    DbTableRow& operator=(const DbTableRow& other);
     ~DbTableRow() override;
-    DbTableRow(const DbTableRow&) = delete;
-    DbTableRow& operator=(const DbTableRow&) = delete;
 
     // A "row" element with one attribute per field, named by its safe name.
     bool Save(pugi::xml_document& doc, pugi::xml_node parent) override;
@@ -404,8 +425,13 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
 
     // The position of the named field's cell; -1 when there is none.
     int FindCell(const CString& field) const;
+    // Room for count cells in one allocation, and in the child list.
+    void AllocateCells(size_t count);
     // Makes one cell per field of the descriptor, all in one allocation.
     void CreateCells(bool withDefaults);
+    // Makes copies of other's cells, all in one allocation.
+    void CopyCells(const DbTableRow& other);
+    void DestroyCells();
     // Destroys a cell of this row, made with the row or added later.
     void DestroyCell(DbFieldValue* cell);
 
@@ -421,10 +447,17 @@ class KORVAN_API DbTableRow : public DbXmlSerializable, public DbItem {
 class KORVAN_API DbRows : public DbItem {
   public:
     DbRows(DbItem* parent, DbTableDescr* descr);
-    // Destroys the store and its rows unless bound.
+    // A copy shows the same rows in the same order: bound, it shares the same
+    // source's store; otherwise it shows copies of the rows, registered under
+    // it. Like every item copy it names the same parent without being
+    // registered there.
+    DbRows(const DbRows& other);
+    // The same in place, taking other's change stamps; the container keeps
+    // its place in the tree. Its own rows are destroyed first.
+    DbRows& operator=(const DbRows& other);
+    // Destroys the rows this container made for its own store, also when it
+    // was bound to another store since.
     ~DbRows() override;
-    DbRows(const DbRows&) = delete;
-    DbRows& operator=(const DbRows&) = delete;
 
     // Returns the new row's position in this container.
     uint64_t AddRow(bool withDefaults);
@@ -433,11 +466,12 @@ class KORVAN_API DbRows : public DbItem {
     // Nothing happens for i at or past the end.
     void DeleteRow(uint64_t i);
     // Inserts (insert true) or removes the cell at position field in every
-    // row of this container; a new cell starts with the field's default. The
-    // cells after it are renumbered.
+    // row of this container; a new cell is not null and holds an empty
+    // variant. The cells after it are renumbered.
     void Update(uint64_t field, bool insert);
-    // Shares source's store (the rows of this container's own store are
-    // destroyed); the positions of order go in front of this container's own.
+    // Shows source's store from now on; the positions of order go in front of
+    // this container's own. The rows of this container's own store are not
+    // destroyed: they stay its children until it is destroyed.
     void Bind(DbRows* source, std::vector<uint64_t>& order);
 
     // REQUIRES: i below GetRowsCount() (no range check).
@@ -450,20 +484,30 @@ class KORVAN_API DbRows : public DbItem {
 
   private:
     DbTableRow* NewRow(bool withDefaults);
+    // Adds copies of the rows of other's own store to this one's.
+    void CopyOwnRows(const DbRows& other);
+    void DestroyOwnRows();
 
     DbTableDescr* m_descr;
     std::vector<uint64_t> m_order;
-    std::vector<DbTableRow*>* m_store;
+    std::vector<DbTableRow*>* m_store;  // the store shown: the own one, or the source's
     DbRows* m_boundTo;
+    std::vector<DbTableRow*>* m_ownStore;  // made by the constructor; owned
 };
 
 // A table's rows with lazy parsing from stored XML text and index search.
 class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
   public:
     DbTableData(DbDatabase* db, DbTableDescr* descr);
+    // A copy belongs to the same database, follows the same descriptor and,
+    // like every item copy, names the same parent without being registered
+    // there; its row container is a copy of its own (a pending XML text is
+    // copied unparsed).
+    DbTableData(const DbTableData& other);
+    // The same in place, taking other's change stamps; the data keeps its
+    // database and its place in the tree.
+    DbTableData& operator=(const DbTableData& other);
     ~DbTableData() override;
-    DbTableData(const DbTableData&) = delete;
-    DbTableData& operator=(const DbTableData&) = delete;
 
     // Every row, in container order, writes its element under parent. A
     // failure is logged in the database and stops the loop.

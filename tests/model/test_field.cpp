@@ -1,3 +1,6 @@
+// Field descriptors and values: the field types and their mappings, text
+// conversions both ways with base64 for binary values, and the "field"
+// element.
 #include <korvan/model.h>
 
 #include "model/Db_Base64.h"
@@ -7,6 +10,7 @@
 
 #include <sstream>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/model/tables.h"
@@ -23,24 +27,36 @@ DbFieldDescr Field(DbFieldDescr::eFieldType type) {
 }
 
 TEST(DbFieldDescrTest, TypesDefaultsNamesAndSizes) {
-    // type set, variant type, type reported, type name
+    // type set, variant type, type reported, type name, numeric
     using Type = DbFieldDescr::eFieldType;
-    const std::tuple<Type, VARTYPE, Type, const wchar_t*> cases[] = {
-        {DbFieldDescr::ftUnknown, VT_EMPTY, DbFieldDescr::ftUnknown, L"empty"},
-        {DbFieldDescr::ftBoolean, VT_BOOL, DbFieldDescr::ftBoolean, L"boolean"},
+    const std::tuple<Type, VARTYPE, Type, const wchar_t*, bool> cases[] = {
+        {DbFieldDescr::ftUnknown, VT_EMPTY, DbFieldDescr::ftUnknown, L"empty", false},
+        {DbFieldDescr::ftBoolean, VT_BOOL, DbFieldDescr::ftBoolean, L"boolean", false},
         // Deliberate: integer columns hold 32-bit values.
-        {DbFieldDescr::ftInteger, VT_I4, DbFieldDescr::ftLong, L"long"},
-        {DbFieldDescr::ftLong, VT_I4, DbFieldDescr::ftLong, L"long"},
-        {DbFieldDescr::ftFloat, VT_R4, DbFieldDescr::ftFloat, L"float"},
-        {DbFieldDescr::ftDouble, VT_R8, DbFieldDescr::ftDouble, L"double"},
-        {DbFieldDescr::ftText, VT_BSTR, DbFieldDescr::ftText, L"text"},
-        {DbFieldDescr::ftBinary, kBinary, DbFieldDescr::ftBinary, L"binary"},
+        {DbFieldDescr::ftInteger, VT_I4, DbFieldDescr::ftLong, L"long", true},
+        {DbFieldDescr::ftLong, VT_I4, DbFieldDescr::ftLong, L"long", true},
+        {DbFieldDescr::ftFloat, VT_R4, DbFieldDescr::ftFloat, L"float", true},
+        {DbFieldDescr::ftDouble, VT_R8, DbFieldDescr::ftDouble, L"double", true},
+        {DbFieldDescr::ftText, VT_BSTR, DbFieldDescr::ftText, L"text", false},
+        {DbFieldDescr::ftBinary, kBinary, DbFieldDescr::ftBinary, L"binary", false},
     };
-    for (const auto& [set, vt, reported, name] : cases) {
+    for (const auto& [set, vt, reported, name, numeric] : cases) {
         const DbFieldDescr field = Field(set);
         EXPECT_EQ(field.GetType(), vt) << name;
         EXPECT_EQ(field.GetDbType(), reported) << name;
         EXPECT_EQ(field.GetTypeString(), CString(name));
+        EXPECT_EQ(DbFieldDescr::IsNumericType(set), numeric) << name;
+    }
+    EXPECT_EQ(DbFieldDescr::FieldTypeToVariantType(DbFieldDescr::ftInteger), VT_I2);
+    EXPECT_EQ(DbFieldDescr::FieldTypeToVariantType(static_cast<Type>(9)), VT_EMPTY);
+    EXPECT_EQ(DbFieldDescr::VariantTypeToFieldType(VT_I2), DbFieldDescr::ftInteger);
+    // DAO codes: only integer, long, double and text have one.
+    const std::pair<short, Type> dao[] = {
+        {3, DbFieldDescr::ftInteger}, {4, DbFieldDescr::ftLong},    {7, DbFieldDescr::ftDouble},
+        {10, DbFieldDescr::ftText},   {0, DbFieldDescr::ftUnknown}, {1, DbFieldDescr::ftUnknown},
+        {6, DbFieldDescr::ftUnknown}};
+    for (const auto& [code, type] : dao) {
+        EXPECT_EQ(DbFieldDescr::DbTypeToFieldType(code), type) << code;
     }
     // The binary default: one zero byte at lower bound 1.
     const DbFieldDescr binary = Field(DbFieldDescr::ftBinary);
@@ -52,6 +68,10 @@ TEST(DbFieldDescrTest, TypesDefaultsNamesAndSizes) {
     DbFieldDescr field;
     field.SetType(VT_DATE);  // dates are kept as text
     EXPECT_EQ(field.GetTypeString(), CString(L"text"));
+    field.SetType(VT_UI4);  // no column type: the value empties, the rest stays
+    EXPECT_EQ(field.GetTypeString(), CString(L"empty"));
+    field.ValueFromString(field, L"12");
+    EXPECT_EQ(field.GetType(), VT_BSTR) << "the text conversion stays";
     EXPECT_EQ(DbFieldDescr::VariantTypeToFieldType(VT_DATE), DbFieldDescr::ftUnknown);
 
     field.SetName(L"a b/c\\d<e>(f)*");

@@ -2,6 +2,7 @@
 // and cells as texts.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <korvan/database.h>
 
 #include <string>
@@ -23,6 +24,35 @@ inline DbTableInfo* MakeTable(DbDatabase& db, const wchar_t* name,
     testtables::Fill(*table->descr, *table->data, columns, rows);
     return table;
 }
+
+// The table T that the query tests share: ties, texts that differ only in
+// case, and a null.
+inline DbTableInfo* MakeSampleTable(DbDatabase& db) {
+    return MakeTable(db, L"T",
+                     {{L"a", DbFieldDescr::ftLong},
+                      {L"b", DbFieldDescr::ftText},
+                      {L"c", DbFieldDescr::ftDouble}},
+                     {{CComVariant(3), CComVariant(L"x"), CComVariant(1.0)},
+                      {CComVariant(1), CComVariant(L"X"), CComVariant(2.0)},
+                      {CComVariant(2), CComVariant(L"y"), Null()},
+                      {CComVariant(3), CComVariant(L"x"), CComVariant(4.0)},
+                      {CComVariant(5), CComVariant(L"Y"), CComVariant(5.0)},
+                      {CComVariant(1), CComVariant(L"x"), CComVariant(6.0)}});
+}
+
+// A database without a file (nothing is ever written) holding the sample
+// table, with an empty log.
+class SampleTableTest : public ::testing::Test {
+  protected:
+    SampleTableTest() {
+        db.Create(L"");
+        table = MakeSampleTable(db);
+        TakeLog(db);
+    }
+
+    DbDatabase db;
+    DbTableInfo* table;
+};
 
 // The cells of a table as texts, row by row; a null cell reads "null".
 inline std::vector<std::vector<std::string>> Cells(DbTableData* data) {

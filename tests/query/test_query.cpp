@@ -1,3 +1,6 @@
+// Query execution: answers with TOP, ORDER BY, DISTINCT and conditions,
+// pass-through and reuse of earlier answers, bound and copied rows, and the
+// filters a query leaves behind (none).
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <korvan/database.h>
@@ -17,26 +20,7 @@ using querytest::Null;
 using querytest::TakeLog;
 using Rows = std::vector<std::vector<std::string>>;
 
-class QueryTest : public ::testing::Test {
-  protected:
-    QueryTest() {
-        db.Create(L"");  // no file: nothing is ever written
-        table = querytest::MakeTable(db, L"T",
-                                     {{L"a", DbFieldDescr::ftLong},
-                                      {L"b", DbFieldDescr::ftText},
-                                      {L"c", DbFieldDescr::ftDouble}},
-                                     {{CComVariant(3), CComVariant(L"x"), CComVariant(1.0)},
-                                      {CComVariant(1), CComVariant(L"X"), CComVariant(2.0)},
-                                      {CComVariant(2), CComVariant(L"y"), Null()},
-                                      {CComVariant(3), CComVariant(L"x"), CComVariant(4.0)},
-                                      {CComVariant(5), CComVariant(L"Y"), CComVariant(5.0)},
-                                      {CComVariant(1), CComVariant(L"x"), CComVariant(6.0)}});
-        TakeLog(db);
-    }
-
-    DbDatabase db;
-    DbTableInfo* table;
-};
+using QueryTest = querytest::SampleTableTest;
 
 TEST_F(QueryTest, AnswersFollowTheRules) {
     const struct {
@@ -77,6 +61,35 @@ TEST_F(QueryTest, AnswersFollowTheRules) {
         EXPECT_EQ(Cells(db.GetTableData(name)), c.rows);
         EXPECT_TRUE(table->descr->GetFilters().empty());
     }
+}
+
+// Whatever step a query fails at, the filters its analysis attached go with
+// it: none is left to be evaluated on the rows of later queries, which would
+// read cells by the positions of fields that may no longer exist.
+TEST_F(QueryTest, FailedQueriesLeaveNoFilterBehind) {
+    const wchar_t* failing[] = {
+        L"select a from t where c > 1 and nope = 2",  // the analysis fails late
+        L"select zz from t where c > 1",              // a field the table lacks
+        L"select a from t where (c > 1 or b = 'x'",   // brackets out of balance
+        L"select a from t where c > 1 and c <",       // an unfinished condition
+    };
+    for (const wchar_t* sql : failing) {
+        SCOPED_TRACE(CString(sql).ToUtf8());
+        CString name;
+        EXPECT_FALSE(db.Query(sql, name));
+        EXPECT_TRUE(table->descr->GetFilters().empty());
+    }
+    // Filters that an analysis without execution left stay until the next
+    // query over the table has run, successful or not.
+    ASSERT_TRUE(db.VerifySQL(L"select a from t where c > 1"));
+    CString name;
+    EXPECT_FALSE(db.Query(L"select a from t where (a > 1", name));
+    EXPECT_TRUE(table->descr->GetFilters().empty());
+
+    ASSERT_TRUE(table->descr->DeleteField(L"c"));
+    ASSERT_TRUE(db.Query(L"select a from t where b = 'x' and a < 3", name));
+    EXPECT_EQ(Cells(db.GetTableData(name)), (Rows{{"1"}, {"1"}}));
+    EXPECT_TRUE(table->descr->GetFilters().empty());
 }
 
 TEST_F(QueryTest, NamesAndPassThrough) {
