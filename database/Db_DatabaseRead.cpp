@@ -161,10 +161,9 @@ void DbDatabase::ReadHeader() {
             m_structurePending = false;
             ParseXmlDatabase();
         } else if (m_source->IsMdbBased()) {
-            // Waiting for the ODBC import (DbSerializer::Load and CopyFrom):
-            // until then an mdb source yields only the two header tables.
             Log(StringBuilder(L"Importing mdb file '%s'", m_source->GetFile().GetString()));
             m_structurePending = false;
+            ImportMdb();
         }
         CreateHeaderTables();
     } catch (...) {

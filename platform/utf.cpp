@@ -135,13 +135,12 @@ std::string EncodeUtf8(std::wstring_view text) {
     return out;
 }
 
-std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
-    std::vector<BYTE> out;
-    out.reserve(text.size() * 2);
-    auto unit = [&out](uint32_t u) {
-        out.push_back(static_cast<BYTE>(u & 0xFF));
-        out.push_back(static_cast<BYTE>(u >> 8));
-    };
+namespace {
+
+// Calls unit(u) for every UTF-16 code unit of text: characters above U+FFFF
+// as surrogate pairs, values that are no character as U+FFFD.
+template <class Unit>
+void ForEachUtf16Unit(std::wstring_view text, Unit unit) {
     for (wchar_t ch : text) {
         const auto c = static_cast<uint32_t>(ch);
         if (c >= 0x10000 && c <= 0x10FFFF) {
@@ -151,30 +150,61 @@ std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
             unit(c <= 0xFFFF ? c : 0xFFFD);
         }
     }
+}
+
+// Decodes count code units, unit(i) giving the i-th; surrogate pairs are
+// joined, anything else is kept as it is.
+template <class Unit>
+void DecodeUtf16Units(size_t count, Unit unit, std::wstring& out) {
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t u = unit(i);
+        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < count) {
+            const uint32_t next = unit(i + 1);
+            if (next >= 0xDC00 && next <= 0xDFFF) {
+                out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (next - 0xDC00));
+                ++i;
+                continue;
+            }
+        }
+        out += static_cast<wchar_t>(u);
+    }
+}
+
+}  // namespace
+
+std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
+    std::vector<BYTE> out;
+    out.reserve(text.size() * 2);
+    ForEachUtf16Unit(text, [&out](uint32_t u) {
+        out.push_back(static_cast<BYTE>(u & 0xFF));
+        out.push_back(static_cast<BYTE>(u >> 8));
+    });
     return out;
 }
 
 std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count) {
     std::wstring out;
     out.reserve(count / 2 + 1);
-    size_t i = 0;
-    for (; i + 1 < count; i += 2) {
-        const uint32_t u = bytes[i] | (static_cast<uint32_t>(bytes[i + 1]) << 8);
-        const bool high = u >= 0xD800 && u <= 0xDBFF;
-        if (high && i + 3 < count) {
-            const uint32_t next = bytes[i + 2] | (static_cast<uint32_t>(bytes[i + 3]) << 8);
-            if (next >= 0xDC00 && next <= 0xDFFF) {
-                out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (next - 0xDC00));
-                i += 2;
-                continue;
-            }
-        }
-        out += static_cast<wchar_t>(u);
-    }
-    if (i < count) {
-        out += static_cast<wchar_t>(bytes[i]);  // a dangling odd byte
+    DecodeUtf16Units(
+        count / 2,
+        [bytes](size_t i) { return bytes[2 * i] | (static_cast<uint32_t>(bytes[2 * i + 1]) << 8); },
+        out);
+    if (count % 2 != 0) {
+        out += static_cast<wchar_t>(bytes[count - 1]);  // a dangling odd byte
     }
     return out;
+}
+
+std::u16string EncodeUtf16(std::wstring_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    ForEachUtf16Unit(text, [&out](uint32_t u) { out += static_cast<char16_t>(u); });
+    return out;
+}
+
+void AppendUtf16(const char16_t* units, size_t count, std::wstring& out) {
+    DecodeUtf16Units(
+        count, [units](size_t i) { return static_cast<uint32_t>(units[i]); }, out);
 }
 
 }  // namespace korvan

@@ -30,7 +30,7 @@ const CLI::Validator kNotEmpty(
 
 void AddFileArgument(CLI::App& app, std::string& file) {
     app.add_option("FILE", file,
-                   "database file (.xml; an .mdb name reads the .xml beside it); "
+                   "database file: .xml, or an Access .mdb file read through ODBC; "
                    "without it the bundled example catalogue")
         ->check(kNotEmpty);
 }

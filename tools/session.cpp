@@ -67,8 +67,11 @@ DbDatabase& Session::Open(const std::string& file) {
         throw ToolError(kExitUsage, "give either FILE or --example, not both");
     }
     m_file = file.empty() ? ExampleCatalogue() : file;
+    // The tool reads .mdb files themselves (through ODBC), never an .xml file
+    // beside them.
+    DbSource::ForceXML = false;
     // Opened in two steps so that a refusal can be explained: the source
-    // knows which file it tried (an .mdb name stands for the .xml beside it).
+    // knows which file it tried (an .mdb file is read through ODBC).
     m_db = std::make_unique<DbDatabase>();
     try {
         m_db->GetSource()->SetFile(CString(m_file.c_str()), false);

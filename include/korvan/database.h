@@ -15,6 +15,7 @@
 #pragma once
 
 #include <korvan/model.h>
+#include <korvan/odbc.h>
 #include <korvan/query.h>
 
 #include <map>
@@ -213,6 +214,27 @@ class KORVAN_API DbDatabase : public DbItem {
     void GetError(std::vector<CString>& messages);
     void ShowErrorLog() const;
 
+    // Copying from access records. CopyFrom builds the tables of every pair:
+    // "Header" and "Properties" first (created empty when all has none and the
+    // database neither), then the others in list order. CopyTableFrom creates
+    // a missing table with fields typed by the first record's columns (a
+    // column that is NULL there by the first record where it is not) or
+    // empties an existing one, then adds one row per record; a vector read as
+    // an empty table adds none and notes "table '%s' found in '%s'" in the
+    // import log. Texts are converted under the active language
+    // (LangMappings); NULL values become null cells.
+    void CopyFrom(const DBACCESS_ALL& all);
+    void CopyTableFrom(const std::pair<CString, DBACCESS_VECTOR>& table);
+    void CopyTableFrom(const DBACCESS_ALL& all, int position);
+    // One table's rows as access records, a column per field named after it;
+    // null cells are marked. A row whose value count differs from the field
+    // count gives unnamed columns of tag 3 and value -1. Nothing for an
+    // unknown name.
+    void GetTable(DbTableInfo* entry, DBACCESS_VECTOR& out);
+    void GetTable(const CString& name, DBACCESS_VECTOR& out);
+    // Notes written while tables are copied in from access records.
+    const std::vector<CString>& GetImportLog() const { return m_importLog; }
+
     // SQL: analysis of a SELECT into params (false and log lines when it is
     // not usable), verification, and execution into a query table whose
     // registry name is returned in name.
@@ -246,6 +268,7 @@ class KORVAN_API DbDatabase : public DbItem {
     friend class DbSource;
     friend class DbTableDescr;
     friend class DbTableData;
+    friend class DbSerializer;
 
     DbTableInfo* Create(const CString& name, DbTableInfo::eType type, DbTableDescr* descr,
                         DbTableData* data, const CString& sql, DbTableInfo* related);
@@ -256,6 +279,8 @@ class KORVAN_API DbDatabase : public DbItem {
     // Every entry, by registry position.
     std::vector<DbTableInfo*> EntriesInOrder();
     void CreateHeaderTables();
+    // Reads an mdb source through ODBC into the registry.
+    void ImportMdb();
     // Replaces the content by a deep copy of other's.
     void Assign(const DbDatabase& other);
     void RefreshQueries();
@@ -283,4 +308,40 @@ class KORVAN_API DbDatabase : public DbItem {
     // Reading the file failed: the database holds only part of it, so it is
     // never written back over the file (WouldOverwriteUnreadSource).
     bool m_readFailed;
+};
+
+// Whole databases as access records: loaded from and saved to an XML database
+// file or, for any other name, a database reached through ODBC (an Access
+// file by default, or the target of a connection text of the caller's).
+class KORVAN_API DbSerializer {
+  public:
+    // Every table in registry (or catalogue) order. Driver failures are thrown
+    // as CDBException*; false when the tables cannot be listed.
+    static bool Load(const CString& file, DBACCESS_ALL& all);
+    static bool Load(const CString& file, DBACCESS_ALL& all, const wchar_t* connection);
+    // Writes every pair in order: an XML file as a new database of these
+    // tables, or each table through DBACCESS::SetTableData. Always true;
+    // driver failures are thrown as CDBException*.
+    static bool Save(const CString& file, const DBACCESS_ALL& all);
+    static bool Save(const CString& file, const DBACCESS_ALL& all, const wchar_t* connection);
+
+    // The first pair named exactly name (case-sensitive) into out; false and
+    // out emptied when there is none.
+    static bool CopyTableFromDatabase(const DBACCESS_ALL& all, const CString& name,
+                                      DBACCESS_VECTOR& out);
+    // Replaces the vector of the first pair named exactly name, or appends a
+    // new pair. Always true.
+    static bool CopyTableToDatabase(DBACCESS_ALL& all, const CString& name,
+                                    const DBACCESS_VECTOR& in);
+    // out receives in's records with only the named columns, in the order
+    // given (a name finds a column as DBACCESS_RECORD::findIdx does; a missing
+    // one gives an empty column of that name). With distinct, a record equal
+    // to one already selected is left out.
+    static void Select(const DBACCESS_VECTOR& in, DBACCESS_VECTOR& out,
+                       std::vector<const wchar_t*>& columns, bool distinct);
+    // Orders the records on the named columns (found in the first record;
+    // names not found are ignored), by the record order of the access layer;
+    // descending reverses it. Records equal on every key keep their order.
+    static void OrderBy(DBACCESS_VECTOR& records, std::vector<const wchar_t*>& columns,
+                        bool descending);
 };

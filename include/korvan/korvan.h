@@ -3,5 +3,6 @@
 
 #include <korvan/database.h>
 #include <korvan/model.h>
+#include <korvan/odbc.h>
 #include <korvan/platform.h>
 #include <korvan/query.h>

@@ -202,7 +202,7 @@ os.symlink("/dev/zero", ZERO)
 for path, reason in ((FOLDER, "Is a directory"), (FIFO, "not a regular file"),
                      (ZERO, "not a regular file"), ("/dev/zero", "not a regular file"),
                      (os.path.join(work, "missing.mdb"), "No such file or directory")):
-    shown = path[:-3] + "xml" if path.endswith(".mdb") else path
+    shown = path  # the tool reads .mdb files themselves
     for args in (["tables", path], ["query", path, "i_beams"]):
         code, _, err = run(*args, timeout=20)
         check(code == 1 and f"Invalid source file '{shown}': {reason}" in err,
@@ -338,6 +338,45 @@ code, out, _ = run("schema", TEXTS, "texts", "--format", "json")
 check([(f["field"], f["type"], f["key"]) for f in json.loads(out)] ==
       [("id", "long", True), ("label", "text", False), ("note", "text", False),
        ("ok", "boolean", False), ("ratio", "double", False)], f"schema\n{out}")
+
+# ---------------------------------------------------------------------------
+# Access files read directly through ODBC (the driver registered for the test
+# run), and whole databases converted to XML and through ODBC to SQLite.
+
+MDB = os.path.join(DATA, "mdb", "testV1997.mdb")
+code, out, err = run("query", MDB, "select A, E, G, H, I from Table1", "--format", "csv")
+check(code == 0 and read_csv(out) == [["A", "E", "G", "H", "I"], ["a", "0", "1981-12-12 00:00:00",
+                                       "0.0000", "false"],
+                                      ["abcdefg", "333333333", "1974-09-21 00:00:00", "3.5000",
+                                       "true"]], f"mdb query\n{out}{err}")
+code, out, _ = run("tables", MDB, "--format", "json")
+check([(t["table"], t["rows"]) for t in json.loads(out)] ==
+      [("Header", 1), ("Properties", 1), ("Table1", 2), ("Table2", 0), ("Table3", 0), ("Table4", 0)],
+      f"mdb tables\n{out}")
+code, out, _ = run("schema", MDB, "Table3", "--format", "csv")
+check(read_csv(out)[1:] == [["Table3", "a", "long", "false", ""], ["Table3", "b", "text", "false", ""]],
+      f"mdb schema of an empty table\n{out}")
+broken = os.path.join(work, "broken.mdb")
+open(broken, "wb").write(b"x" * 8192)
+code, _, err = run("tables", broken)
+check(code == 1 and "broken.mdb" in err, f"damaged mdb: {code} {err}")
+
+converted = os.path.join(work, "converted.xml")
+code, out, _ = run("convert", MDB, converted)
+check(code == 0 and re.fullmatch(r"6 tables, 4 rows in \d+\.\d\d s\n", out), f"convert to xml\n{out}")
+check(run("query", converted, "select A, E, G, H, I from Table1")[1] ==
+      run("query", MDB, "select A, E, G, H, I from Table1")[1], "the XML copy differs")
+sqlite = os.path.join(work, "copy.sqlite")
+for source in (EXAMPLE, converted):
+    code, out, err = run("convert", source, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
+    check(code == 0 and " tables, " in out, f"convert {source} to SQLite: {code}\n{out}{err}")
+code, _, err = run_on_terminal("convert", EXAMPLE, sqlite, "--odbc", "Driver={SQLite3};Database=%s")
+check(code == 0 and "7/7" in err and "[####" in err, f"no progress bar on a terminal\n{err}")
+code, _, err = run("convert", MDB, sqlite, "--odbc", "Driver={No Such Driver};Database=%s")
+check(code == 1 and "No Such Driver" in err and "copy.sqlite" in err, f"missing driver: {err}")
+code, _, err = run("convert", MDB, os.path.join(work, "out.mdb"))
+check(code == 2 and "--odbc" in err, f"convert to mdb without --odbc: {code} {err}")
+
 
 os.chmod(READ_ONLY, 0o755)
 shutil.rmtree(work)
