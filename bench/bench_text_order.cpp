@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bench/bench_support.h"
-#include "platform/collation.h"
+#include "platform/posix/icu_collator.h"
 
 namespace {
 
@@ -63,7 +63,7 @@ int main() {
     }
     UErrorCode status = U_ZERO_ERROR;
     UCollator* icu = ucol_open("", &status);
-    korvan::TextCollator* layer = korvan::TextCollator::Current();
+    korvan::IcuCollator* layer = korvan::IcuCollator::Current();
     if (U_FAILURE(status) || !layer) {
         std::fprintf(stderr, "no collator\n");
         return 1;

@@ -3,8 +3,8 @@
 #include <korvan/database.h>
 
 #include "platform/format.h"
+#include "platform/message_box.h"
 
-#include <cstdio>
 #include <iterator>
 
 LONG DbDatabase::m_openDbCount = 0;
@@ -20,19 +20,31 @@ const wchar_t* const kPropertiesFields[] = {L"units", L"unit_long", L"unit_sect"
 }  // namespace
 
 DbDatabase::DbDatabase(const CString& file)
-    : DbItem(nullptr), m_headerPending(true), m_structurePending(true), m_readFailed(false) {
+    : DbItem(nullptr),
+      m_headerPending(true),
+      m_structurePending(true),
+      m_readFailed(false),
+      m_firstUnread(0) {
     m_source = std::make_unique<DbSource>(this, file);
     ++m_openDbCount;
 }
 
 DbDatabase::DbDatabase()
-    : DbItem(nullptr), m_headerPending(true), m_structurePending(true), m_readFailed(false) {
+    : DbItem(nullptr),
+      m_headerPending(true),
+      m_structurePending(true),
+      m_readFailed(false),
+      m_firstUnread(0) {
     m_source = std::make_unique<DbSource>(this);
     ++m_openDbCount;
 }
 
 DbDatabase::DbDatabase(const DbDatabase& other)
-    : DbItem(nullptr), m_headerPending(false), m_structurePending(false), m_readFailed(false) {
+    : DbItem(nullptr),
+      m_headerPending(false),
+      m_structurePending(false),
+      m_readFailed(false),
+      m_firstUnread(0) {
     m_source = std::make_unique<DbSource>(this);
     try {
         Assign(other);
@@ -53,6 +65,8 @@ DbDatabase& DbDatabase::operator=(const DbDatabase& other) {
 DbDatabase::~DbDatabase() {
     // Save itself refuses to write over a file whose reading failed.
     if (IsChanged() && (m_source->IsXmlBased() || m_source->IsMdbBased())) {
+        // Nothing may leave a destructor: whatever the save throws ends here,
+        // foreign exceptions too (the file stays as it was).
         try {
             Save(m_source->GetFile());
         } catch (CException* e) {
@@ -271,6 +285,10 @@ void DbDatabase::Log(const CString& message) {
     m_errorLog.push_back(message);
 }
 
+void DbDatabase::SetReadFailed() {
+    m_readFailed = true;
+}
+
 CString DbDatabase::GetErrorLog() const {
     return korvan::Join(m_errorLog, L"\r\n");
 }
@@ -281,6 +299,5 @@ void DbDatabase::GetError(std::vector<CString>& messages) {
 }
 
 void DbDatabase::ShowErrorLog() const {
-    std::fprintf(stderr, "Korvan\n%s\n", GetErrorLog().ToUtf8().c_str());
-    std::fflush(stderr);
+    korvan::ShowMessageBox(L"Korvan", GetErrorLog().str());
 }

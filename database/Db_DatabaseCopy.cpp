@@ -2,6 +2,7 @@
 // reading of an mdb source through ODBC.
 #include <korvan/database.h>
 
+#include "model/Db_Exception.h"
 #include "model/Db_FieldBinary.h"
 
 namespace {
@@ -252,15 +253,15 @@ void DbDatabase::ImportMdb() {
         DBACCESS::m_forceExtractTableDefiniton = false;
         const CString message = e->m_strError;
         e->Delete();
-        throw new DbException("Db_Database", __LINE__, message);
+        KORVAN_THROW("Db_Database", message);
     } catch (...) {
         DBACCESS::m_forceExtractTableDefiniton = false;
         throw;
     }
     DBACCESS::m_forceExtractTableDefiniton = false;
     if (!loaded) {
-        throw new DbException("Db_Database", __LINE__,
-                              StringBuilder(L"Cannot list the tables of '%s'", file.GetString()));
+        KORVAN_THROW("Db_Database",
+                     StringBuilder(L"Cannot list the tables of '%s'", file.GetString()));
     }
     CopyFrom(all);
 }

@@ -1,29 +1,28 @@
 // DbDatabase: reading an XML database file in stages, as a whole document or
 // element by element from the source's stream.
 //
-// Before anything reaches the table model the reader checks what the model
-// takes on trust: every table element has a name, every structure holds
-// "field" elements with a name and a known type, every data section holds
-// "row" elements whose attributes are fields of the table, and every data
-// element has a structure. A file that breaks any of this is refused with a
-// DbException naming the file, never read halfway into wrong tables.
+// Every table element is checked and loaded by TableXml, so that the table
+// model never takes a malformed element on trust; here the document as a
+// whole is checked: the sections stand where they belong, every data element
+// has a structure and no table has two. A file that breaks any of this is
+// refused with a DbException naming the file, never read halfway into wrong
+// tables. A stage that ends by an exception, of any kind, leaves the database
+// marked as not read whole (ReadGuard), so it never writes back over its file.
 #include <korvan/database.h>
 
 #include <cstring>
-#include <set>
 #include <string>
 #include <string_view>
 
-#include "model/Db_FieldTypes.h"
-#include "model/Db_NameKey.h"
+#include "model/Db_Exception.h"
+#include "model/Db_ReadGuard.h"
+#include "model/Db_TableXml.h"
 #include "platform/files.h"
 #include "platform/utf.h"
 
 namespace {
 
-[[noreturn]] void Fail(const CString& message) {
-    throw new DbException("Db_Database", __LINE__, message);
-}
+constexpr char kSource[] = "Db_Database";
 
 pugi::xml_node FirstElement(pugi::xml_node node) {
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
@@ -43,84 +42,6 @@ pugi::xml_node NextElement(pugi::xml_node node) {
     return pugi::xml_node();
 }
 
-void CheckParsed(const pugi::xml_parse_result& result, const CString& file) {
-    if (!result) {
-        Fail(StringBuilder(L"XML error in '%s': %S at offset %lld", file.GetString(),
-                           result.description(), static_cast<long long>(result.offset)));
-    }
-}
-
-// The document gets a copy of utf8 to parse in, so the text stays as it was
-// whatever the outcome.
-void ParseXml(std::string_view utf8, pugi::xml_document& doc, const CString& file) {
-    CheckParsed(doc.load_buffer(utf8.data(), utf8.size(), pugi::parse_default, pugi::encoding_utf8),
-                file);
-}
-
-// The table name is the value of the element's first attribute, whatever
-// that attribute is called.
-CString TableName(pugi::xml_node table, const CString& file) {
-    const CString name(table.first_attribute().value());
-    if (name.IsEmpty()) {
-        Fail(StringBuilder(L"A table element in '%s' has no name", file.GetString()));
-    }
-    return name;
-}
-
-bool IsKnownFieldType(const char* text) {
-    if (*text == 0 || std::strspn(text, "0123456789") != std::strlen(text) ||
-        std::strlen(text) > 5) {
-        return false;
-    }
-    const int vt = std::atoi(text);
-    return vt <= 0xFFFF && korvan::IsColumnVariantType(static_cast<VARTYPE>(vt));
-}
-
-void CheckStructure(pugi::xml_node table, const CString& name, const CString& file) {
-    std::set<CString> seen;
-    for (pugi::xml_node field = table.first_child(); field; field = field.next_sibling()) {
-        if (field.type() != pugi::node_element || std::strcmp(field.name(), "field") != 0) {
-            Fail(StringBuilder(L"Unexpected content in the structure of table '%s' in '%s'",
-                               name.GetString(), file.GetString()));
-        }
-        CString fieldName(field.attribute("name").value());
-        if (fieldName.IsEmpty()) {
-            Fail(StringBuilder(L"A field of table '%s' in '%s' has no name", name.GetString(),
-                               file.GetString()));
-        }
-        if (!IsKnownFieldType(field.attribute("type").value())) {
-            Fail(StringBuilder(L"Field '%s' of table '%s' in '%s' has an unknown type '%S'",
-                               fieldName.GetString(), name.GetString(), file.GetString(),
-                               field.attribute("type").value()));
-        }
-        if (!seen.insert(korvan::NameKey(fieldName)).second) {
-            Fail(StringBuilder(L"Field '%S' of table '%s' in '%s' is defined twice",
-                               field.attribute("name").value(), name.GetString(),
-                               file.GetString()));
-        }
-    }
-}
-
-void CheckRows(pugi::xml_node table, const DbTableDescr& descr, const CString& name,
-               const CString& file) {
-    std::set<std::string> fields;
-    for (size_t f = 0; f < descr.GetFieldCount(); ++f) {
-        fields.insert(descr.GetField(static_cast<int>(f)).GetSafeName().ToUtf8());
-    }
-    for (pugi::xml_node row = table.first_child(); row; row = row.next_sibling()) {
-        if (row.type() != pugi::node_element || std::strcmp(row.name(), "row") != 0) {
-            Fail(StringBuilder(L"Unexpected content in the data of table '%s' in '%s'",
-                               name.GetString(), file.GetString()));
-        }
-        for (pugi::xml_attribute value : row.attributes()) {
-            if (fields.count(value.name()) == 0) {
-                Fail(StringBuilder(L"Attribute '%S' of table '%s' in '%s' is not a field",
-                                   value.name(), name.GetString(), file.GetString()));
-            }
-        }
-    }
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -133,19 +54,22 @@ void DbDatabase::ReadHeader() {
     // The flags go first: the table model looks tables up while they are
     // being read, and that must not start the reading again.
     m_headerPending = false;
-    try {
+    {
+        korvan::ReadGuard guard(this, [this] { Clear(); });
         if (m_source->IsXmlBased() && m_source->IsSequentialAccess()) {
             std::string text;
-            if (!m_source->ExtractXmlText(L"\\database\\header\\structure", text)) {
-                Fail(L"Invalid pointer");
+            if (!m_source->ExtractXmlText(L"\\database\\header\\structure", text,
+                                          DbSource::Search::Section)) {
+                KORVAN_THROW(kSource, L"Invalid pointer");
             }
             ParseStructureText(text);
             if (m_registry.empty()) {
-                Fail(L"Invalid pointer");
+                KORVAN_THROW(kSource, L"Invalid pointer");
             }
             for (int i = 0; i < 2; ++i) {
-                if (m_source->ExtractXmlText(L"\\database\\header\\data\\table", text)) {
-                    ParseTableText(text, nullptr);
+                if (m_source->ExtractXmlText(L"\\database\\header\\data\\table", text,
+                                             DbSource::Search::Section)) {
+                    ParseTableText(text);
                 }
             }
             // A header table without a data element has no rows; it must not
@@ -166,10 +90,6 @@ void DbDatabase::ReadHeader() {
             ImportMdb();
         }
         CreateHeaderTables();
-    } catch (...) {
-        m_readFailed = true;
-        Clear();
-        throw;
     }
     Sync();
 }
@@ -180,15 +100,13 @@ void DbDatabase::ReadStructure() {
         return;
     }
     m_structurePending = false;
-    try {
+    {
+        korvan::ReadGuard guard(this, [this] { Clear(); });
         std::string text;
-        if (m_source->ExtractXmlText(L"\\database\\body\\structure", text)) {
+        if (m_source->ExtractXmlText(L"\\database\\body\\structure", text,
+                                     DbSource::Search::Section)) {
             ParseStructureText(text);
         }
-    } catch (...) {
-        m_readFailed = true;
-        Clear();
-        throw;
     }
     Sync();
 }
@@ -207,30 +125,20 @@ DbTableData* DbDatabase::ReadNextTable() {
         return nullptr;
     }
     // Data elements are bound by position: the next element belongs to the
-    // first table, in registry order, that has none yet. Query answers never
-    // come from the file.
-    DbTableInfo* next = nullptr;
-    for (const auto& [name, data] : m_data) {
-        DbTableInfo* entry = Lookup(name);
-        if (!data->IsInitialized() && entry->type == DbTableInfo::TABLE) {
-            next = entry;
-            break;
-        }
-    }
+    // first table, in registry order, that has none yet.
+    DbTableInfo* next = NextUnreadTable();
     const double start = korvan::MonotonicSeconds();
     std::string text;
     bool found;
-    try {
-        found = m_source->ExtractXmlText(L"\\database\\body\\data\\table", text);
+    {
+        korvan::ReadGuard guard(this, [this] { m_source->Release(); });
+        found = m_source->ExtractXmlText(L"\\database\\body\\data\\table", text,
+                                         DbSource::Search::Section);
         // Every table has its data: one more data element has no structure.
         if (next == nullptr && found) {
-            Fail(StringBuilder(L"A data element in '%s' has no table structure",
-                               m_source->GetFile().GetString()));
+            KORVAN_THROW(kSource, StringBuilder(L"A data element in '%s' has no table structure",
+                                                m_source->GetFile().GetString()));
         }
-    } catch (...) {
-        m_readFailed = true;
-        m_source->Release();
-        throw;
     }
     if (!found) {
         m_source->Release();
@@ -242,6 +150,18 @@ DbTableData* DbDatabase::ReadNextTable() {
     return next->data;
 }
 
+DbTableInfo* DbDatabase::NextUnreadTable() {
+    // Data is never taken back from a table, and query answers never come
+    // from the file, so an entry passed over here stays passed over.
+    for (; m_firstUnread < m_data.size(); ++m_firstUnread) {
+        DbTableInfo* entry = Lookup(m_data[m_firstUnread].first);
+        if (entry->type == DbTableInfo::TABLE && !entry->data->IsInitialized()) {
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
 // ---------------------------------------------------------------------------
 // Parsing.
 
@@ -250,16 +170,17 @@ void DbDatabase::ParseXmlDatabase() {
     std::string text;
     const korvan::FileStatus read = korvan::ReadWholeFile(file, text);
     if (!read) {
-        Fail(StringBuilder(L"Cannot read '%s': %s", file.GetString(), read.Reason().GetString()));
+        KORVAN_THROW(kSource, StringBuilder(L"Cannot read '%s': %s", file.GetString(),
+                                            read.Reason().GetString()));
     }
     if (!korvan::IsValidUtf8(text)) {
-        Fail(StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));
+        KORVAN_THROW(kSource, StringBuilder(L"Invalid UTF-8 in '%s'", file.GetString()));
     }
+    const korvan::TableXml xml(*this);
     // Parsed where it lies: the document's names and values point into text.
     pugi::xml_document doc;
-    CheckParsed(
-        doc.load_buffer_inplace(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8),
-        file);
+    xml.CheckParsed(doc.load_buffer_inplace(text.data(), text.size(), pugi::parse_default,
+                                            pugi::encoding_utf8));
 
     pugi::xml_node root;
     for (pugi::xml_node child : doc.children()) {
@@ -276,23 +197,23 @@ void DbDatabase::ParseXmlDatabase() {
     const pugi::xml_node header = FirstElement(root);
     const pugi::xml_node headerStructure = FirstElement(header);
     if (!header || !headerStructure || !FirstElement(headerStructure)) {
-        Fail(L"Invalid pointer");
+        KORVAN_THROW(kSource, L"Invalid pointer");
     }
     const pugi::xml_node headerData = NextElement(headerStructure);
     const pugi::xml_node body = NextElement(header);
     const pugi::xml_node bodyStructure = FirstElement(body);
     pugi::xml_node bodyData = NextElement(bodyStructure);
 
-    LoadStructureSection(headerStructure);
+    LoadStructureSection(xml, headerStructure);
     for (pugi::xml_node table = FirstElement(headerData); table; table = NextElement(table)) {
-        LoadTableData(table, nullptr);
+        LoadTableData(xml, table);
     }
-    LoadStructureSection(bodyStructure);
+    LoadStructureSection(xml, bodyStructure);
     // A table's elements are done with once its rows are made: removing them
     // hands their memory back for the rows of the tables that follow, so the
     // document and the rows are not both whole at the end.
     for (pugi::xml_node table = FirstElement(bodyData); table;) {
-        LoadTableData(table, nullptr);
+        LoadTableData(xml, table);
         const pugi::xml_node next = NextElement(table);
         bodyData.remove_child(table);
         table = next;
@@ -303,73 +224,55 @@ void DbDatabase::ParseXmlStructure(const CString& xml) {
     ParseStructureText(xml.ToUtf8());
 }
 
-void DbDatabase::ParseXmlTableData(const CString& xml, DbTableData* target) {
-    ParseTableText(xml.ToUtf8(), target);
+void DbDatabase::ParseXmlTableData(const CString& xml) {
+    ParseTableText(xml.ToUtf8());
 }
 
 void DbDatabase::ParseStructureText(std::string_view utf8) {
+    const korvan::TableXml xml(*this);
     pugi::xml_document doc;
-    ParseXml(utf8, doc, m_source->GetFile());
-    LoadStructureSection(doc.document_element());
+    LoadStructureSection(xml, xml.Parse(utf8, doc));
 }
 
-void DbDatabase::ParseTableText(std::string_view utf8, DbTableData* target) {
+void DbDatabase::ParseTableText(std::string_view utf8) {
     try {
+        const korvan::TableXml xml(*this);
         pugi::xml_document doc;
-        ParseXml(utf8, doc, m_source->GetFile());
-        LoadTableData(doc.document_element(), target);
+        LoadTableData(xml, xml.Parse(utf8, doc));
     } catch (DbException* e) {
-        // Table data parsed on first access reports failure only as missing
-        // rows; the reason goes to the log.
-        m_readFailed = true;
+        // Table text is read as it is needed; the reason goes to the log as
+        // well as to whoever catches the exception.
         Log(e->Message());
         throw;
     }
 }
 
-void DbDatabase::LoadStructureSection(pugi::xml_node section) {
+void DbDatabase::LoadStructureSection(const korvan::TableXml& xml, pugi::xml_node section) {
     for (pugi::xml_node table = FirstElement(section); table; table = NextElement(table)) {
-        LoadTableStructure(table);
+        LoadTableStructure(xml, table);
     }
 }
 
-void DbDatabase::LoadTableStructure(pugi::xml_node table) {
-    const CString& file = m_source->GetFile();
-    const CString name = TableName(table, file);
-    CheckStructure(table, name, file);
+void DbDatabase::LoadTableStructure(const korvan::TableXml& xml, pugi::xml_node table) {
+    const CString name = xml.CheckStructure(table);
     DbTableInfo* entry = Create(name, DbTableInfo::TABLE, CString(), nullptr);
     if (entry == nullptr) {
-        Fail(StringBuilder(L"Table '%s' is defined twice in '%s'", name.GetString(),
-                           file.GetString()));
+        KORVAN_THROW(kSource, StringBuilder(L"Table '%s' is defined twice in '%s'",
+                                            name.GetString(), GetName().GetString()));
     }
-    if (!entry->descr->Load(table)) {
-        Fail(StringBuilder(L"Cannot read the structure of table '%s' in '%s'", name.GetString(),
-                           file.GetString()));
-    }
+    xml.LoadStructure(table, name, *entry->descr);
 }
 
-void DbDatabase::LoadTableData(pugi::xml_node table, DbTableData* target) {
-    const CString& file = m_source->GetFile();
-    CString name;
-    if (target == nullptr) {
-        name = TableName(table, file);
-        DbTableInfo* entry = Lookup(name);
-        if (entry == nullptr) {
-            Fail(StringBuilder(L"Table '%s' in '%s' has data but no structure", name.GetString(),
-                               file.GetString()));
-        }
-        if (entry->data->IsInitialized()) {
-            Fail(StringBuilder(L"Table '%s' has more than one data element in '%s'",
-                               name.GetString(), file.GetString()));
-        }
-        target = entry->data;
-    } else {
-        const DbTableInfo* entry = FindTableInfo(target);
-        name = entry != nullptr ? entry->name : CString(table.first_attribute().value());
+void DbDatabase::LoadTableData(const korvan::TableXml& xml, pugi::xml_node table) {
+    const CString name = xml.Name(table);
+    const DbTableInfo* entry = Lookup(name);
+    if (entry == nullptr) {
+        KORVAN_THROW(kSource, StringBuilder(L"Table '%s' in '%s' has data but no structure",
+                                            name.GetString(), GetName().GetString()));
     }
-    CheckRows(table, *target->GetTableDescr(), name, file);
-    if (!target->Load(table)) {
-        Fail(StringBuilder(L"Cannot read the rows of table '%s' in '%s'", name.GetString(),
-                           file.GetString()));
+    if (entry->data->IsInitialized()) {
+        KORVAN_THROW(kSource, StringBuilder(L"Table '%s' has more than one data element in '%s'",
+                                            name.GetString(), GetName().GetString()));
     }
+    xml.LoadRows(table, *entry->data);
 }

@@ -5,6 +5,8 @@
 
 #include "model/Db_NameKey.h"
 
+#include <algorithm>
+
 using korvan::NameKey;
 
 DbTableInfo* DbDatabase::Create(const CString& name, DbTableInfo::eType type, DbTableDescr* descr,
@@ -24,6 +26,7 @@ DbTableInfo* DbDatabase::Create(const CString& name, DbTableInfo::eType type, Db
     const uint64_t index = m_descriptors.size();
     m_descriptors.emplace_back(name, descr);
     m_data.emplace_back(name, data);
+    data->SetName(name);
     DbTableInfo& entry =
         m_registry.emplace(key, DbTableInfo(name, type, index, sql, descr, data, related))
             .first->second;
@@ -85,6 +88,7 @@ void DbDatabase::DeleteTableInfo(DbTableInfo* info) {
     delete info->descr;
     m_descriptors.erase(m_descriptors.begin() + static_cast<ptrdiff_t>(index));
     m_data.erase(m_data.begin() + static_cast<ptrdiff_t>(index));
+    m_firstUnread = std::min<size_t>(m_firstUnread, index);
     for (auto& [key, entry] : m_registry) {
         if (entry.index > index) {
             --entry.index;
@@ -118,6 +122,7 @@ bool DbDatabase::RenameTable(CString from, CString to) {
     m_registry.insert(std::move(node));
     m_descriptors[entry->index].first = to;
     m_data[entry->index].first = to;
+    data->SetName(to);
     Log(StringBuilder(L"Table '%s' renamed to '%s'", oldName.GetString(), to.GetString()));
     descr->SetChanged();
     data->SetChanged();
@@ -138,6 +143,7 @@ void DbDatabase::Clear() {
     m_data.clear();
     m_descriptors.clear();
     m_registry.clear();
+    m_firstUnread = 0;
 }
 
 void DbDatabase::ClearTable(const CString& name) {

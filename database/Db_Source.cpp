@@ -3,6 +3,7 @@
 #include "database/Db_SourceStream.h"
 
 #include "database/Db_FileName.h"
+#include "model/Db_Exception.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -138,8 +139,8 @@ bool DbSource::CheckSource() {
     }
     // Only a regular file is a database; anything else is refused at once.
     if (!korvan::CheckReadable(m_file)) {
-        throw new DbException("Db_Source", 222,
-                              StringBuilder(L"Invalid source file '%s'", m_file.GetString()));
+        KORVAN_THROW_AT("Db_Source", 222,
+                        StringBuilder(L"Invalid source file '%s'", m_file.GetString()));
     }
     if (!korvan::Files().CheckWritable(m_file)) {
         m_readOnly = true;

@@ -11,6 +11,8 @@
 // naming the file, so a damaged file can never be taken for a short one.
 #include "database/Db_SourceStream.h"
 
+#include "model/Db_Exception.h"
+#include "model/Db_ReadGuard.h"
 #include "platform/files.h"
 #include "platform/utf.h"
 
@@ -18,6 +20,8 @@
 #include <cstring>
 
 namespace {
+
+constexpr char kSource[] = "Db_Source";
 
 bool IsXmlSpace(BYTE b) {
     return b == ' ' || b == '\t' || b == '\r' || b == '\n';
@@ -33,11 +37,14 @@ void PopComponent(CString& path) {
     path = path.Left(std::max(path.ReverseFind(L'\\'), 0));
 }
 
-// The root element is matched without regard to case, as the whole-document
-// reader matches it; every other component exactly.
-bool SamePath(const CString& a, const CString& b) {
+// Paths are compared exactly, except that with anyCaseRoot the root element
+// is matched without regard to case, as the whole-document reader finds it.
+bool SamePath(const CString& a, const CString& b, bool anyCaseRoot) {
     if (a.GetLength() != b.GetLength()) {
         return false;
+    }
+    if (!anyCaseRoot) {
+        return a == b;
     }
     int rootEnd = a.Find(L'\\', 1);
     if (rootEnd < 0) {
@@ -59,11 +66,8 @@ bool DbSource::NextByte(BYTE& b) {
         const korvan::FileStatus read = m_stream->file->Read(
             m_buffer.GetData(), static_cast<size_t>(m_buffer.GetSize()), count);
         if (!read) {
-            const CString reason = read.Reason();
-            Release();
-            throw new DbException(
-                "Db_Source", __LINE__,
-                StringBuilder(L"Cannot read '%s': %s", m_file.GetString(), reason.GetString()));
+            KORVAN_THROW(kSource, StringBuilder(L"Cannot read '%s': %s", m_file.GetString(),
+                                                read.Reason().GetString()));
         }
         if (count == 0) {
             m_eof = true;
@@ -100,20 +104,17 @@ bool DbSource::OpenStream() {
 namespace {
 
 // The scan of one ExtractXmlNode call; next reads one byte (false at the end
-// of the file). Every structural error releases the source and throws.
+// of the file). Every structural error throws.
 template <typename NextByte>
 class Scanner {
   public:
-    Scanner(DbSource& source, NextByte next, CString& path)
-        : m_source(source), m_next(next), m_path(path) {}
+    Scanner(const CString& file, NextByte next, CString& path)
+        : m_file(file), m_next(next), m_path(path) {}
 
-    [[noreturn]] void Fail(const wchar_t* what, int64_t offset) {
-        const CString file = m_source.GetFile();
-        m_source.Release();
-        throw new DbException(
-            "Db_Source", __LINE__,
-            StringBuilder(L"Malformed XML in '%s' near byte %lld: %s", file.GetString(),
-                          static_cast<long long>(offset), what));
+    // The message of a structural error found at offset.
+    CString Malformed(const wchar_t* what, int64_t offset) const {
+        return StringBuilder(L"Malformed XML in '%s' near byte %lld: %s", m_file.GetString(),
+                             static_cast<long long>(offset), what);
     }
 
     // The next byte inside a construct: the end of the file here means the
@@ -121,7 +122,7 @@ class Scanner {
     BYTE Next(int64_t offset) {
         BYTE b;
         if (!m_next(b)) {
-            Fail(L"the file ends inside markup", offset);
+            KORVAN_THROW(kSource, Malformed(L"the file ends inside markup", offset));
         }
         return b;
     }
@@ -144,17 +145,17 @@ class Scanner {
         const BYTE b = Next(offset);
         if (b == '-') {
             if (Next(offset) != '-') {
-                Fail(L"invalid comment", offset);
+                KORVAN_THROW(kSource, Malformed(L"invalid comment", offset));
             }
             SkipPast("-->", offset);
         } else if (b == '[') {
             for (const char* expected = "CDATA["; *expected != 0; ++expected) {
                 if (Next(offset) != static_cast<BYTE>(*expected)) {
-                    Fail(L"invalid CDATA section", offset);
+                    KORVAN_THROW(kSource, Malformed(L"invalid CDATA section", offset));
                 }
             }
             if (m_path.IsEmpty()) {
-                Fail(L"text outside the root element", offset);
+                KORVAN_THROW(kSource, Malformed(L"text outside the root element", offset));
             }
             SkipPast("]]>", offset);
         } else {
@@ -193,7 +194,7 @@ class Scanner {
                     quote = 0;
                     previous = c;
                 } else if (c == '<') {
-                    Fail(L"\"<\" in an attribute value", offset);
+                    KORVAN_THROW(kSource, Malformed(L"\"<\" in an attribute value", offset));
                 }
                 continue;
             }
@@ -201,7 +202,7 @@ class Scanner {
                 return previous == '/';
             }
             if (c == '<') {
-                Fail(L"\"<\" inside a tag", offset);
+                KORVAN_THROW(kSource, Malformed(L"\"<\" inside a tag", offset));
             }
             if (c == '"' || c == '\'') {
                 quote = c;
@@ -220,13 +221,13 @@ class Scanner {
                 break;
             }
             if (c == '<' || c == '"' || c == '\'' || c == '=') {
-                Fail(L"invalid tag name", offset);
+                KORVAN_THROW(kSource, Malformed(L"invalid tag name", offset));
             }
             name += static_cast<char>(c);
         }
         std::wstring decoded;
         if (name.empty() || !korvan::DecodeUtf8(name, decoded)) {
-            Fail(L"invalid tag name", offset);
+            KORVAN_THROW(kSource, Malformed(L"invalid tag name", offset));
         }
         return CString(std::move(decoded));
     }
@@ -238,16 +239,16 @@ class Scanner {
         const CString name = ReadName(Next(offset), delimiter, offset);
         for (BYTE c = delimiter; c != '>'; c = Next(offset)) {
             if (!IsXmlSpace(c)) {
-                Fail(L"invalid end tag", offset);
+                KORVAN_THROW(kSource, Malformed(L"invalid end tag", offset));
             }
         }
         if (m_path.IsEmpty() || LastComponent(m_path) != name) {
-            Fail(L"end tag does not match the open element", offset);
+            KORVAN_THROW(kSource, Malformed(L"end tag does not match the open element", offset));
         }
     }
 
   private:
-    DbSource& m_source;
+    const CString& m_file;
     NextByte m_next;
     CString& m_path;
 };
@@ -257,7 +258,7 @@ class Scanner {
 bool DbSource::ExtractXmlNode(const CString& path, CString& text) {
     text.Empty();
     std::string utf8;
-    if (!ExtractXmlText(path, utf8)) {
+    if (!ExtractXmlText(path, utf8, Search::WholeFile)) {
         return false;
     }
     // Checked strictly while extracted: nothing is replaced here.
@@ -265,21 +266,23 @@ bool DbSource::ExtractXmlNode(const CString& path, CString& text) {
     return true;
 }
 
-bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
+bool DbSource::ExtractXmlText(const CString& path, std::string& utf8, Search search) {
     utf8.clear();
     if (m_kind != 1 || m_eof) {
         return false;
     }
+    // After an error of any kind the stream is over.
+    korvan::ReadGuard guard(m_database, [this] { Release(); });
     if (!m_stream && !OpenStream()) {
         return false;
     }
     Stream& stream = *m_stream;
     Scanner scanner(
-        *this, [this](BYTE& b) { return NextByte(b); }, m_currentPath);
-    // The search ends without a match when the element that would hold the
-    // match closes, so a missing element never makes the reader skip the
-    // sections that follow it.
-    const CString holder = path.Left(std::max(path.ReverseFind(L'\\'), 0));
+        m_file, [this](BYTE& b) { return NextByte(b); }, m_currentPath);
+    // A section search ends when the element that holds the section closes;
+    // a search through the whole file has no such element.
+    const bool section = search == Search::Section;
+    const CString holder = section ? path.Left(std::max(path.ReverseFind(L'\\'), 0)) : CString();
 
     BYTE b;
     while (NextByte(b)) {
@@ -287,10 +290,10 @@ bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
         if (b != '<') {
             if (offset == 0 && b == 0xEF) {
                 if (scanner.Next(offset) != 0xBB || scanner.Next(offset) != 0xBF) {
-                    scanner.Fail(L"invalid byte order mark", offset);
+                    KORVAN_THROW(kSource, scanner.Malformed(L"invalid byte order mark", offset));
                 }
             } else if (m_currentPath.IsEmpty() && !IsXmlSpace(b)) {
-                scanner.Fail(L"text outside the root element", offset);
+                KORVAN_THROW(kSource, scanner.Malformed(L"text outside the root element", offset));
             }
             continue;
         }
@@ -301,7 +304,8 @@ bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
             scanner.SkipBang(offset);
         } else if (b == '/') {
             scanner.ReadEndTag(offset);
-            const bool closesHolder = !stream.capturing && SamePath(m_currentPath, holder);
+            const bool closesHolder =
+                !stream.capturing && !holder.IsEmpty() && SamePath(m_currentPath, holder, section);
             PopComponent(m_currentPath);
             if (stream.capturing && m_currentPath.GetLength() < path.GetLength()) {
                 break;
@@ -314,12 +318,12 @@ bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
             const CString name = scanner.ReadName(b, delimiter, offset);
             if (m_currentPath.IsEmpty()) {
                 if (stream.rootSeen) {
-                    scanner.Fail(L"a second root element", offset);
+                    KORVAN_THROW(kSource, scanner.Malformed(L"a second root element", offset));
                 }
                 stream.rootSeen = true;
             }
             m_currentPath += L"\\" + name;
-            if (!stream.capturing && SamePath(m_currentPath, path)) {
+            if (!stream.capturing && SamePath(m_currentPath, path, section)) {
                 stream.capturing = true;
                 stream.capture.assign(1, '<');
                 stream.capture += name.ToUtf8();
@@ -336,15 +340,13 @@ bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
 
     if (stream.capturing) {
         if (m_eof) {
-            scanner.Fail(L"the file ends inside an element", stream.consumed);
+            KORVAN_THROW(kSource,
+                         scanner.Malformed(L"the file ends inside an element", stream.consumed));
         }
         stream.capturing = false;
         if (!korvan::IsValidUtf8(stream.capture)) {
-            const CString file = m_file;
-            Release();
-            throw new DbException("Db_Source", __LINE__,
-                                  StringBuilder(L"Invalid UTF-8 in '%s' (element %s)",
-                                                file.GetString(), path.GetString()));
+            KORVAN_THROW(kSource, StringBuilder(L"Invalid UTF-8 in '%s' (element %s)",
+                                                m_file.GetString(), path.GetString()));
         }
         // The capture grew a byte at a time: its spare capacity would stay
         // with the text for as long as the table waits to be parsed.
@@ -354,11 +356,13 @@ bool DbSource::ExtractXmlText(const CString& path, std::string& utf8) {
         return true;
     }
     if (!m_currentPath.IsEmpty()) {
-        scanner.Fail(L"the file ends inside an element", stream.consumed);
+        KORVAN_THROW(kSource,
+                     scanner.Malformed(L"the file ends inside an element", stream.consumed));
     }
     if (!stream.rootSeen) {
-        scanner.Fail(L"no root element", stream.consumed);
+        KORVAN_THROW(kSource, scanner.Malformed(L"no root element", stream.consumed));
     }
+    // The end of the file without a match.
     Release();
     return false;
 }

@@ -1,10 +1,16 @@
 // DbTableData: a table's rows with lazy parsing of their stored XML text,
 // the rows element, and the binary search over an index.
+//
+// The database is reached only as the table's owner (DbTableOwner); its
+// header is included for the constructor, whose database is this item's
+// parent.
 #include <korvan/database.h>
 #include <korvan/model.h>
 
 #include "model/Db_BinarySearch.h"
+#include "model/Db_ReadGuard.h"
 #include "model/Db_RowXml.h"
+#include "model/Db_TableXml.h"
 
 DbTableData::DbTableData(DbDatabase* db, DbTableDescr* descr)
     : DbItem(db),
@@ -24,7 +30,8 @@ DbTableData::DbTableData(const DbTableData& other)
       m_xmlPending(other.m_xmlPending),
       m_database(other.m_database),
       m_descr(other.m_descr),
-      m_initialized(other.m_initialized) {
+      m_initialized(other.m_initialized),
+      m_name(other.m_name) {
     // The item copy listed other's row container; this copy's child is its
     // own.
     ReleaseChildren();
@@ -53,9 +60,13 @@ DbTableData::~DbTableData() {
     delete m_rows;
 }
 
-void DbTableData::Log(DbDatabase* db, const CString& message) {
-    if (db) {
-        db->Log(message);
+DbTableOwner* DbTableData::GetOwner() const {
+    return m_database;
+}
+
+void DbTableData::Log(const CString& message) const {
+    if (DbTableOwner* owner = GetOwner()) {
+        owner->Log(message);
     }
 }
 
@@ -70,11 +81,11 @@ bool DbTableData::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
             saved = xml.Save(*rows->GetRow(static_cast<int>(i)), parent, error);
         }
         if (!error.IsEmpty()) {
-            Log(m_database, error);
+            Log(error);
         }
     }
     if (!saved) {
-        Log(m_database, L"Error on DbTableData::Save(IDispatch* doc, IDispatch* element)");
+        Log(L"Error on DbTableData::Save(IDispatch* doc, IDispatch* element)");
     }
     return saved;
 }
@@ -93,11 +104,9 @@ bool DbTableData::Load(pugi::xml_node element) {
             xml.Load(*m_rows->GetRow(static_cast<int>(next++)), child);
         }
     }
-    const DbTableInfo* info = m_database ? m_database->FindTableInfo(this) : nullptr;
-    Log(m_database,
-        StringBuilder(L"Table '%s' [%d %s] data parsed in: %.4f [s]",
-                      info ? info->name.GetString() : L"", static_cast<int>(count),
-                      count == 1 ? L"row" : L"rows", korvan::MonotonicSeconds() - start));
+    Log(StringBuilder(L"Table '%s' [%d %s] data parsed in: %.4f [s]", m_name.GetString(),
+                      static_cast<int>(count), count == 1 ? L"row" : L"rows",
+                      korvan::MonotonicSeconds() - start));
     return true;
 }
 
@@ -238,23 +247,40 @@ bool DbTableData::ParseXmlData() {
     if (!m_xmlPending) {
         return true;
     }
-    if (!m_database) {
+    DbTableOwner* owner = GetOwner();
+    if (owner == nullptr) {
         return false;
     }
-    // Not pending while the database parses: loading the rows may reach the
-    // accessors again. A failure leaves the text pending.
+    // Not pending while parsing: loading the rows may reach the accessors
+    // again. A failure leaves the text pending and no row of it behind.
     m_xmlPending = false;
+    const uint64_t before = m_rows->GetRowsCount();
     try {
-        m_database->ParseTableText(m_xmlSource, this);
+        korvan::ReadGuard guard(owner, [&] {
+            m_xmlPending = true;
+            DropRowsFrom(before);
+        });
+        korvan::TableXml(*owner).LoadRows(m_xmlSource, *this);
+    } catch (DbException* e) {
+        // The accessors report a refused text only by giving no rows, so the
+        // reason goes to the log.
+        owner->Log(e->Message());
+        e->Delete();
+        return false;
     } catch (CException* e) {
         e->Delete();
-        m_xmlPending = true;
-        return false;
-    } catch (...) {
-        m_xmlPending = true;
         return false;
     }
     DropXmlText();
     Sync();
     return true;
+}
+
+// Runs while an exception passes, so it must not allocate: the rows go one
+// by one (each removal walks the container, which only a load cut short by
+// lack of memory ever pays).
+void DbTableData::DropRowsFrom(uint64_t count) {
+    for (uint64_t i = m_rows->GetRowsCount(); i > count; --i) {
+        m_rows->DeleteRow(i - 1);
+    }
 }

@@ -62,6 +62,10 @@ void DbTableDescr::CopyParts(const DbTableDescr& other) {
     }
 }
 
+DbTableOwner* DbTableDescr::GetOwner() const {
+    return m_database;
+}
+
 DbTableDescr::~DbTableDescr() {
     DbTableDescr::Clear();
 }
@@ -174,8 +178,8 @@ bool DbTableDescr::CreateField(const CString& name, bool key, DbFieldDescr::eFie
     field->SetKey(key);
     field->SetType(DbFieldDescr::FieldTypeToVariantType(type));
     SetChanged();
-    if (m_database) {
-        m_database->Update(this, position, true);
+    if (DbTableOwner* owner = GetOwner()) {
+        owner->Update(this, position, true);
     }
     return true;
 }
@@ -194,8 +198,8 @@ bool DbTableDescr::DeleteField(int i) {
     for (size_t later = position; later < m_fields.size(); ++later) {
         m_fields[later]->m_index = static_cast<int>(later);
     }
-    if (m_database) {
-        m_database->Update(this, position, false);
+    if (DbTableOwner* owner = GetOwner()) {
+        owner->Update(this, position, false);
     }
     m_nameMapDirty = true;
     SetChanged();
@@ -207,15 +211,11 @@ bool DbTableDescr::DeleteField(const CString& name) {
 }
 
 int DbTableDescr::GetFieldIndex(const CString& name) const {
-    try {
-        if (m_nameMapDirty) {
-            RebuildNameMap();
-        }
-        const auto it = m_nameMap.find(NameKey(name));
-        return it == m_nameMap.end() ? -1 : it->second;
-    } catch (...) {
-        return -1;
+    if (m_nameMapDirty) {
+        RebuildNameMap();
     }
+    const auto it = m_nameMap.find(NameKey(name));
+    return it == m_nameMap.end() ? -1 : it->second;
 }
 
 bool DbTableDescr::IsField(CString name) const {

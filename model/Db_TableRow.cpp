@@ -112,7 +112,9 @@ bool DbTableRow::Save(pugi::xml_document& /*doc*/, pugi::xml_node parent) {
     CString error;
     if (!xml.Save(*this, parent, error)) {
         if (!error.IsEmpty()) {
-            DbTableData::Log(m_descr ? m_descr->GetDatabase() : nullptr, error);
+            if (DbTableOwner* owner = m_descr ? m_descr->GetOwner() : nullptr) {
+                owner->Log(error);
+            }
         }
         return false;
     }

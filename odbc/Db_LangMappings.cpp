@@ -3,7 +3,7 @@
 #include <korvan/model.h>
 #include <korvan/odbc.h>
 
-#include "platform/process_locale.h"
+#include "platform/character_locale.h"
 
 namespace {
 

@@ -96,6 +96,25 @@ const wchar_t* AccessTypeName(int tag) {
     }
 }
 
+// More rows per INSERT than this save no measurable time, and every row of a
+// batch is held in memory until the batch is sent.
+constexpr size_t kMaxRowsPerInsert = 256;
+
+// The parameters one INSERT with several value lists may carry, for the
+// DBMSs known to take such lists; 0 for the others. SQLite builds before
+// 3.32 allow 999, and its driver cannot tell which build it runs on;
+// PostgreSQL's protocol counts a statement's parameters in 16 bits, of which
+// half is used.
+size_t ParameterLimit(const CString& dbms) {
+    if (dbms.CompareNoCase(L"SQLite") == 0) {
+        return 999;
+    }
+    if (dbms.CompareNoCase(L"PostgreSQL") == 0) {
+        return 32767;
+    }
+    return 0;
+}
+
 // The environment, set up for ODBC 3 behaviour.
 SQLHANDLE Odbc3(const Handle& env) {
     env.Check(SQLSetEnvAttr(env.get(), SQL_ATTR_ODBC_VERSION,
@@ -149,6 +168,7 @@ Connection::Connection(const CString& connect, bool readOnly)
     m_mdbtools = dbms.CompareNoCase(L"MDBTOOLS") == 0;
     m_access = m_mdbtools || dbms.CompareNoCase(L"ACCESS") == 0;
     m_sqlite = dbms.CompareNoCase(L"SQLite") == 0;
+    m_parameterLimit = ParameterLimit(dbms);
     const CString quote = InfoText(SQL_IDENTIFIER_QUOTE_CHAR);
     m_quote = quote.IsEmpty() || quote[0] == L' ' ? L'\0' : quote[0];
     SQLUSMALLINT value = 0;
@@ -179,6 +199,23 @@ CString Connection::InfoText(SQLUSMALLINT info) {
     const size_t count =
         std::min<size_t>(static_cast<size_t>(std::max<SQLSMALLINT>(length, 0)), sizeof text - 1);
     return CString(std::string(text, std::find(text, text + count, '\0')).c_str());
+}
+
+size_t Connection::RowsPerInsert(size_t columns) const {
+    if (m_parameterLimit == 0 || columns == 0) {
+        return 1;
+    }
+    return std::clamp<size_t>(m_parameterLimit / columns, 1, kMaxRowsPerInsert);
+}
+
+// SQLite's driver compiles a statement once, when it is prepared, only when
+// it takes it for a query (it begins with SELECT, PRAGMA or WITH); any other
+// statement it compiles again at every execution, which costs more than
+// inserting the rows. A WITH clause that nothing refers to leaves the INSERT
+// as it is, and the driver keeps it compiled.
+CString Connection::InsertInto(const CString& table) const {
+    const CString insert = L"INSERT INTO " + Quote(table);
+    return m_sqlite ? L"WITH unused AS (SELECT 1) " + insert : insert;
 }
 
 CString Connection::Quote(const CString& name) const {

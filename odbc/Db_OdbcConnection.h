@@ -34,8 +34,15 @@ class Connection {
     // SQLite's driver: a bound binary parameter keeps the length it had at
     // the first execution after binding, also across the rows of an array.
     bool LatchesBinaryLength() const { return m_sqlite; }
+    // How many rows one INSERT of the given number of columns carries: a
+    // value list per row where the DBMS takes several (SQLite, PostgreSQL),
+    // as many as its limit on parameters allows; 1 elsewhere.
+    size_t RowsPerInsert(size_t columns) const;
     // Access drivers: bracketed names and Access type names.
     bool IsAccess() const { return m_access; }
+    // The beginning of an INSERT into table, up to its column list, in the
+    // form the driver runs fastest.
+    CString InsertInto(const CString& table) const;
     // A name quoted as the driver wants it.
     CString Quote(const CString& name) const;
     // The column definition type for an access column tag.
@@ -63,6 +70,7 @@ class Connection {
     bool m_mdbtools = false;
     bool m_access = false;
     bool m_sqlite = false;
+    size_t m_parameterLimit = 0;  // of an INSERT with several value lists; 0 for none
     bool m_transactions = false;
     bool m_namesIgnoreCase = true;
     wchar_t m_quote = L'"';

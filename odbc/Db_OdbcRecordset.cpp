@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
+#include <memory>
 
 #include "platform/number_parse.h"
 
@@ -405,37 +407,43 @@ bool IsBound(int tag) {
 
 }  // namespace
 
-// One prepared INSERT of the layout's bound columns. Rows are collected
-// column by column and sent as parameter arrays where the driver takes them,
-// one row per execution otherwise. Every batch binds its parameters anew:
-// SQLite's driver keeps the first length it saw of a bound binary parameter.
+// The INSERTs of the layout's bound columns. Rows are collected column by
+// column, a batch at a time. Where the DBMS takes several value lists in one
+// INSERT, a batch is one statement with a value list per row, prepared once
+// for full batches and once for the rows left at the end: one execution per
+// batch instead of one per row, each of which costs the driver its own work
+// (and PostgreSQL a round trip to the server). Elsewhere a batch is one value
+// list sent as parameter arrays where the driver takes them, or one row per
+// execution. Every batch binds its parameters anew: SQLite's driver keeps the
+// first length it saw of a bound binary parameter.
 class DBACCESS_RECORDSET::Writer {
   public:
     Writer(Connection& connection, const CString& table, const DBACCESS_RECORD& layout)
-        : m_statement(connection),
+        : m_connection(connection),
+          m_insertInto(connection.InsertInto(table)),
           m_what(StringBuilder(L"Cannot write table '%s' to %s", table.GetString(),
                                connection.Describe().GetString())) {
-        CString names;
-        CString marks;
         for (size_t i = 0; i < layout.size(); ++i) {
             const DBACCESS_COLUMN& column = layout.columns[i];
             if (!IsBound(column.type)) {
                 continue;
             }
             m_columns.push_back({i, column.type, ParamTypeOf(column.type), {}, {}, {}});
-            names += (names.IsEmpty() ? L"" : L", ") + connection.Quote(column.name);
-            marks += marks.IsEmpty() ? L"?" : L", ?";
+            m_names += (m_names.IsEmpty() ? L"" : L", ") + connection.Quote(column.name);
         }
-        m_statement.Prepare(
-            StringBuilder(L"INSERT INTO %s (%s) VALUES (%s)", connection.Quote(table).GetString(),
-                          names.GetString(), marks.GetString()),
-            m_what);
-        // Binary values of different lengths need a binding of their own per
-        // row where the driver latches the length.
-        const bool binary = std::any_of(m_columns.begin(), m_columns.end(), [](const Column& c) {
-            return c.tag == DBACCESS_COLUMN::typeBinary;
-        });
-        m_batch = (binary && connection.LatchesBinaryLength()) || !ArrayBinding() ? 1 : kBatchRows;
+        m_batch = connection.RowsPerInsert(m_columns.size());
+        m_multiRow = m_batch > 1;
+        if (!m_multiRow) {
+            Statement& insert = Insert(1);
+            // Binary values of different lengths need a binding of their own
+            // per row where the driver latches the length.
+            const bool binary =
+                std::any_of(m_columns.begin(), m_columns.end(),
+                            [](const Column& c) { return c.tag == DBACCESS_COLUMN::typeBinary; });
+            m_batch = (binary && connection.LatchesBinaryLength()) || !ArrayBinding(insert)
+                          ? 1
+                          : kBatchRows;
+        }
     }
 
     void Add(const DBACCESS_RECORD& record) {
@@ -452,17 +460,23 @@ class DBACCESS_RECORDSET::Writer {
             m_rows = 0;
             return;
         }
-        const SQLHSTMT h = m_statement.get();
-        const Handle& handle = m_statement.handle();
-        if (m_batch > 1) {
-            handle.Check(
-                SQLSetStmtAttr(h, SQL_ATTR_PARAMSET_SIZE, reinterpret_cast<SQLPOINTER>(m_rows), 0),
-                m_what);
+        const size_t lists = m_multiRow ? m_rows : 1;
+        Statement& insert = Insert(lists);
+        if (m_batch > 1 && !m_multiRow) {
+            insert.handle().Check(SQLSetStmtAttr(insert.get(), SQL_ATTR_PARAMSET_SIZE,
+                                                 reinterpret_cast<SQLPOINTER>(m_rows), 0),
+                                  m_what);
         }
-        for (size_t p = 0; p < m_columns.size(); ++p) {
-            Bind(static_cast<SQLUSMALLINT>(p + 1), m_columns[p]);
+        for (Column& column : m_columns) {
+            LayOut(column);
         }
-        m_statement.Execute(m_what);
+        SQLUSMALLINT number = 0;
+        for (size_t row = 0; row < lists; ++row) {
+            for (Column& column : m_columns) {
+                Bind(insert, ++number, column, row);
+            }
+        }
+        insert.Execute(m_what);
         for (Column& column : m_columns) {
             column.fixed.clear();
             column.lengths.clear();
@@ -476,15 +490,39 @@ class DBACCESS_RECORDSET::Writer {
         size_t index;  // in the layout and in every record
         int tag;
         ParamType type;
-        std::vector<BYTE> fixed;      // m_rows values of type.width bytes
+        std::vector<BYTE> fixed;      // m_rows values in slots of slot bytes
         std::vector<SQLLEN> lengths;  // byte counts, or SQL_NULL_DATA
         std::vector<BYTE> variable;   // texts (UTF-16) and binary values, one after another
+        size_t slot = 0;              // bytes per value in fixed
+        SQLULEN size = 0;             // the column size the values are bound with
     };
+
+    // The INSERT with the given number of value lists, prepared when first
+    // needed.
+    Statement& Insert(size_t lists) {
+        const auto found = m_inserts.find(lists);
+        if (found != m_inserts.end()) {
+            return *found->second;
+        }
+        CString marks;
+        for (size_t i = 0; i < m_columns.size(); ++i) {
+            marks += i == 0 ? L"?" : L", ?";
+        }
+        CString values;
+        for (size_t row = 0; row < lists; ++row) {
+            values += (row == 0 ? L"(" : L", (") + marks + L")";
+        }
+        auto insert = std::make_unique<Statement>(m_connection);
+        insert->Prepare(StringBuilder(L"%s (%s) VALUES %s", m_insertInto.GetString(),
+                                      m_names.GetString(), values.GetString()),
+                        m_what);
+        return *m_inserts.emplace(lists, std::move(insert)).first->second;
+    }
 
     // Whether the driver takes parameter arrays: it must accept the array
     // size and report it back.
-    bool ArrayBinding() {
-        const SQLHSTMT h = m_statement.get();
+    static bool ArrayBinding(const Statement& insert) {
+        const SQLHSTMT h = insert.get();
         if (!SQL_SUCCEEDED(SQLSetStmtAttr(h, SQL_ATTR_PARAM_BIND_TYPE,
                                           reinterpret_cast<SQLPOINTER>(SQL_PARAM_BIND_BY_COLUMN),
                                           0)) ||
@@ -554,42 +592,52 @@ class DBACCESS_RECORDSET::Writer {
         column.lengths.push_back(static_cast<SQLLEN>(column.type.width));
     }
 
-    // Fixed values are bound where they lie; texts and binary values are laid
-    // out in slots of the batch's longest value, which live until the next
+    // Fixed values stay where they lie; texts and binary values are laid out
+    // in slots of the batch's longest value, which live until the next
     // batch.
-    void Bind(SQLUSMALLINT number, Column& column) {
-        SQLPOINTER data = column.fixed.data();
-        SQLLEN slot = static_cast<SQLLEN>(column.type.width);
-        SQLULEN size = 0;
-        if (column.type.width == 0) {
-            size_t longest = 0;
-            for (SQLLEN length : column.lengths) {
-                longest = std::max(longest, static_cast<size_t>(std::max<SQLLEN>(length, 0)));
-            }
-            const size_t terminator = column.tag == DBACCESS_COLUMN::typeBinary ? 0 : 2;
-            slot = static_cast<SQLLEN>(std::max<size_t>(longest + terminator, 2));
-            // A text or binary column has no fixed values: its slots go there.
-            column.fixed.assign(static_cast<size_t>(slot) * m_rows, 0);
-            size_t at = 0;
-            for (size_t r = 0; r < m_rows; ++r) {
-                const auto length = static_cast<size_t>(std::max<SQLLEN>(column.lengths[r], 0));
-                std::copy_n(column.variable.begin() + static_cast<std::ptrdiff_t>(at), length,
-                            column.fixed.begin() + static_cast<std::ptrdiff_t>(r * slot));
-                at += length;
-            }
-            data = column.fixed.data();
-            size = std::max<SQLULEN>(
-                column.tag == DBACCESS_COLUMN::typeBinary ? longest : longest / 2, 1);
+    void LayOut(Column& column) const {
+        column.slot = column.type.width;
+        if (column.type.width != 0) {
+            return;
         }
-        m_statement.handle().Check(
-            SQLBindParameter(m_statement.get(), number, SQL_PARAM_INPUT, column.type.cType,
-                             column.type.sqlType, size, 0, data, slot, column.lengths.data()),
+        size_t longest = 0;
+        for (SQLLEN length : column.lengths) {
+            longest = std::max(longest, static_cast<size_t>(std::max<SQLLEN>(length, 0)));
+        }
+        const size_t terminator = column.tag == DBACCESS_COLUMN::typeBinary ? 0 : 2;
+        column.slot = std::max<size_t>(longest + terminator, 2);
+        // A text or binary column has no fixed values: its slots go there.
+        column.fixed.assign(column.slot * m_rows, 0);
+        size_t at = 0;
+        for (size_t r = 0; r < m_rows; ++r) {
+            const auto length = static_cast<size_t>(std::max<SQLLEN>(column.lengths[r], 0));
+            std::copy_n(column.variable.begin() + static_cast<std::ptrdiff_t>(at), length,
+                        column.fixed.begin() + static_cast<std::ptrdiff_t>(r * column.slot));
+            at += length;
+        }
+        column.size =
+            std::max<SQLULEN>(column.tag == DBACCESS_COLUMN::typeBinary ? longest : longest / 2, 1);
+    }
+
+    // Binds parameter number to the column's values from row on: the one
+    // value of that row in a value list of its own, or the array of the
+    // batch's values.
+    void Bind(const Statement& insert, SQLUSMALLINT number, Column& column, size_t row) const {
+        insert.handle().Check(
+            SQLBindParameter(insert.get(), number, SQL_PARAM_INPUT, column.type.cType,
+                             column.type.sqlType, column.size, 0,
+                             column.fixed.data() + row * column.slot,
+                             static_cast<SQLLEN>(column.slot), column.lengths.data() + row),
             m_what);
     }
 
-    Statement m_statement;
+    Connection& m_connection;
+    CString m_insertInto;  // "INSERT INTO <table>" as the driver wants it
+    CString m_names;       // the bound columns' quoted names
     CString m_what;
     std::vector<Column> m_columns;
+    std::map<size_t, std::unique_ptr<Statement>> m_inserts;  // by their number of value lists
+    bool m_multiRow = false;
     size_t m_batch = 1;
     size_t m_rows = 0;
 };

@@ -197,16 +197,11 @@ CString& CString::Trim(const wchar_t* chars) {
 }
 
 int CString::Compare(const wchar_t* other) const {
-    const std::wstring_view b = other ? other : L"";
-    const size_t common = std::min(m_text.size(), b.size());
-    for (size_t i = 0; i < common; ++i) {
-        const auto ca = static_cast<uint32_t>(m_text[i]);
-        const auto cb = static_cast<uint32_t>(b[i]);
-        if (ca != cb) {
-            return ca < cb ? -1 : 1;
-        }
-    }
-    return m_text.size() == b.size() ? 0 : (m_text.size() < b.size() ? -1 : 1);
+    return korvan::CompareCodePoints(m_text, other ? other : L"");
+}
+
+bool operator<(const CString& a, const CString& b) {
+    return korvan::CompareCodePoints(a.m_text, b.m_text) < 0;
 }
 
 int CString::CompareNoCase(const wchar_t* other) const {

@@ -4,7 +4,7 @@
 // library only because the korvan tool writes its exports through it.
 //
 // Two layers. FileSystem is the small set of primitives each operating
-// system implements (files_posix.cpp; a Win32 one beside it on Windows):
+// system implements (platform/posix/files.cpp, platform/windows/files.cpp):
 // opening, reading, writing, syncing, renaming, listing, process liveness.
 // The operations built on them - ReadWholeFile, CheckReadable, AtomicFile -
 // are written once, in files.cpp, for every system. Paths are CStrings and

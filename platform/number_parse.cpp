@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "platform/unicode.h"
-#include "platform/variant_number.h"
 
 namespace korvan {
 namespace {

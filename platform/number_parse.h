@@ -1,6 +1,7 @@
 // Internal: numbers read from text the way OLE Automation reads them for
 // VariantChangeType (VarParseNumFromStr with NUMPRS_STD), and their
-// conversion to the number types.
+// conversion to the number types: for the stand-ins' VariantChangeType, and
+// on every system for the numbers ODBC drivers write as text.
 #pragma once
 
 #include <korvan/platform.h>
@@ -10,6 +11,11 @@
 #include "platform/process_locale.h"
 
 namespace korvan {
+
+// The largest magnitude an R4 takes (Windows checks against this value, a
+// little above FLT_MAX) and the smallest nonzero one.
+constexpr double kR4Max = 3.402823567797336e38;
+constexpr double kR4Min = 1.4e-45;
 
 // The whole text must be one number: blanks, one '+', one '-', one '$' and
 // one '(' before it; "&H" hexadecimal or "&O" octal digits, or decimal digits

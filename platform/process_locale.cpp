@@ -44,11 +44,3 @@ NumberSymbols CurrentNumberSymbols() {
 }
 
 }  // namespace korvan
-
-namespace korvan {
-
-bool SetCharacterTypeLocale(const wchar_t* name) {
-    return std::setlocale(LC_CTYPE, EncodeUtf8(name != nullptr ? name : L"").c_str()) != nullptr;
-}
-
-}  // namespace korvan

@@ -18,12 +18,3 @@ struct NumberSymbols {
 NumberSymbols CurrentNumberSymbols();
 
 }  // namespace korvan
-
-namespace korvan {
-
-// Sets the character type locale (LC_CTYPE) by a locale name, as the C
-// runtime's _wsetlocale does; a name the system does not know leaves the
-// locale as it is. False then.
-bool SetCharacterTypeLocale(const wchar_t* name);
-
-}  // namespace korvan

@@ -94,7 +94,7 @@ bool DecodeUtf8(std::string_view bytes, std::wstring& out) {
             out.clear();
             return false;
         }
-        out += static_cast<wchar_t>(c);
+        AppendCodePoint(out, c);
     }
     return true;
 }
@@ -105,7 +105,7 @@ std::wstring DecodeUtf8Lenient(std::string_view bytes) {
     size_t pos = 0;
     while (pos < bytes.size()) {
         char32_t c;
-        out += static_cast<wchar_t>(DecodeOne(bytes, pos, c) ? c : kReplacement);
+        AppendCodePoint(out, DecodeOne(bytes, pos, c) ? c : kReplacement);
     }
     return out;
 }
@@ -129,55 +129,16 @@ bool IsValidUtf8(std::string_view bytes) {
 std::string EncodeUtf8(std::wstring_view text) {
     std::string out;
     out.reserve(text.size());
-    for (wchar_t ch : text) {
-        AppendUtf8(out, static_cast<char32_t>(ch));
-    }
+    ForEachCodePoint(text, [&out](char32_t c) { AppendUtf8(out, c); });
     return out;
 }
-
-namespace {
-
-// Calls unit(u) for every UTF-16 code unit of text: characters above U+FFFF
-// as surrogate pairs, values that are no character as U+FFFD.
-template <class Unit>
-void ForEachUtf16Unit(std::wstring_view text, Unit unit) {
-    for (wchar_t ch : text) {
-        const auto c = static_cast<uint32_t>(ch);
-        if (c >= 0x10000 && c <= 0x10FFFF) {
-            unit(0xD800 + ((c - 0x10000) >> 10));
-            unit(0xDC00 + ((c - 0x10000) & 0x3FF));
-        } else {
-            unit(c <= 0xFFFF ? c : 0xFFFD);
-        }
-    }
-}
-
-// Decodes count code units, unit(i) giving the i-th; surrogate pairs are
-// joined, anything else is kept as it is.
-template <class Unit>
-void DecodeUtf16Units(size_t count, Unit unit, std::wstring& out) {
-    for (size_t i = 0; i < count; ++i) {
-        const uint32_t u = unit(i);
-        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < count) {
-            const uint32_t next = unit(i + 1);
-            if (next >= 0xDC00 && next <= 0xDFFF) {
-                out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (next - 0xDC00));
-                ++i;
-                continue;
-            }
-        }
-        out += static_cast<wchar_t>(u);
-    }
-}
-
-}  // namespace
 
 std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
     std::vector<BYTE> out;
     out.reserve(text.size() * 2);
-    ForEachUtf16Unit(text, [&out](uint32_t u) {
-        out.push_back(static_cast<BYTE>(u & 0xFF));
-        out.push_back(static_cast<BYTE>(u >> 8));
+    ForEachUtf16Unit(text, [&out](char16_t unit) {
+        out.push_back(static_cast<BYTE>(unit & 0xFF));
+        out.push_back(static_cast<BYTE>(unit >> 8));
     });
     return out;
 }
@@ -185,12 +146,21 @@ std::vector<BYTE> EncodeUtf16LE(std::wstring_view text) {
 std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count) {
     std::wstring out;
     out.reserve(count / 2 + 1);
-    DecodeUtf16Units(
-        count / 2,
-        [bytes](size_t i) { return bytes[2 * i] | (static_cast<uint32_t>(bytes[2 * i + 1]) << 8); },
-        out);
-    if (count % 2 != 0) {
-        out += static_cast<wchar_t>(bytes[count - 1]);  // a dangling odd byte
+    auto unitAt = [bytes](size_t i) {
+        return bytes[i] | (static_cast<uint32_t>(bytes[i + 1]) << 8);
+    };
+    size_t i = 0;
+    for (; i + 1 < count; i += 2) {
+        const uint32_t unit = unitAt(i);
+        if (IsHighSurrogate(unit) && i + 3 < count && IsLowSurrogate(unitAt(i + 2))) {
+            AppendCodePoint(out, JoinSurrogates(unit, unitAt(i + 2)));
+            i += 2;
+        } else {
+            out += static_cast<wchar_t>(unit);
+        }
+    }
+    if (i < count) {
+        out += static_cast<wchar_t>(bytes[i]);  // a dangling odd byte
     }
     return out;
 }
@@ -198,13 +168,20 @@ std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count) {
 std::u16string EncodeUtf16(std::wstring_view text) {
     std::u16string out;
     out.reserve(text.size());
-    ForEachUtf16Unit(text, [&out](uint32_t u) { out += static_cast<char16_t>(u); });
+    ForEachUtf16Unit(text, [&out](char16_t unit) { out += unit; });
     return out;
 }
 
 void AppendUtf16(const char16_t* units, size_t count, std::wstring& out) {
-    DecodeUtf16Units(
-        count, [units](size_t i) { return static_cast<uint32_t>(units[i]); }, out);
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t unit = units[i];
+        if (IsHighSurrogate(unit) && i + 1 < count && IsLowSurrogate(units[i + 1])) {
+            AppendCodePoint(out, JoinSurrogates(unit, units[i + 1]));
+            ++i;
+        } else {
+            out += static_cast<wchar_t>(unit);
+        }
+    }
 }
 
 }  // namespace korvan

@@ -4,6 +4,8 @@
 #include <korvan/query.h>
 
 #include <memory>
+#include <new>
+#include <vector>
 
 namespace clv {
 
@@ -182,41 +184,88 @@ bool clause::BuildRPN() {
     return true;
 }
 
+namespace {
+
+// Room for the walk over an RPN of up to size elements: the stack of
+// operands and the operands that hold operator results, whose addresses stay
+// put while they are on the stack. Small clauses, the usual ones, need no
+// allocation.
+class EvaluationSpace {
+  public:
+    explicit EvaluationSpace(size_t size) {
+        if (size > kSmall) {
+            m_heapStack.resize(size);
+            m_heapResults.reserve(size);
+        }
+        m_stack = size > kSmall ? m_heapStack.data() : m_localStack;
+        m_large = size > kSmall;
+    }
+    ~EvaluationSpace() {
+        for (size_t i = 0; i < m_localCount; ++i) {
+            LocalResult(i)->~expr();
+        }
+    }
+    EvaluationSpace(const EvaluationSpace&) = delete;
+    EvaluationSpace& operator=(const EvaluationSpace&) = delete;
+
+    size_t Depth() const { return m_depth; }
+    void Push(const expr* e) { m_stack[m_depth++] = e; }
+    const expr* Pop() { return m_stack[--m_depth]; }
+    const expr* Top() const { return m_stack[m_depth - 1]; }
+    // An operand holding an operator's result, pushed.
+    void PushResult(bool value) {
+        if (m_large) {
+            m_heapResults.emplace_back(value);
+            Push(&m_heapResults.back());
+        } else {
+            Push(new (LocalResult(m_localCount++)) expr(value));
+        }
+    }
+
+  private:
+    static constexpr size_t kSmall = 16;
+
+    expr* LocalResult(size_t i) { return reinterpret_cast<expr*>(m_localResults) + i; }
+
+    const expr* m_localStack[kSmall];
+    alignas(expr) unsigned char m_localResults[kSmall * sizeof(expr)];
+    size_t m_localCount = 0;
+    std::vector<const expr*> m_heapStack;
+    std::vector<expr> m_heapResults;
+    const expr** m_stack;
+    size_t m_depth = 0;
+    bool m_large;
+};
+
+}  // namespace
+
 bool clause::evaluate() {
     if (m_elements.empty()) {
         return true;
     }
     initialize();
 
-    std::vector<const clv::expr*> stack;
-    std::vector<std::unique_ptr<clv::expr>> temporaries;
-    auto push = [&](bool value) {
-        temporaries.push_back(std::make_unique<clv::expr>(value));
-        stack.push_back(temporaries.back().get());
-    };
+    EvaluationSpace space(m_rpn.size());
     for (const element* e : m_rpn) {
         const element::etype kind = e->type();
         if (kind == element::etExpr) {
-            stack.push_back(static_cast<const clv::expr*>(e));
+            space.Push(static_cast<const clv::expr*>(e));
         } else if (kind == element::etOpr) {
-            if (stack.size() < 2) {
+            if (space.Depth() < 2) {
                 return false;
             }
-            const clv::expr* first = stack.back();
-            stack.pop_back();
-            const clv::expr* second = stack.back();
-            stack.pop_back();
-            push(static_cast<const opr*>(e)->value(first, second));
+            const clv::expr* first = space.Pop();
+            const clv::expr* second = space.Pop();
+            space.PushResult(static_cast<const opr*>(e)->value(first, second));
         } else if (kind == element::etOprNot) {
-            if (stack.empty()) {
+            if (space.Depth() == 0) {
                 return false;
             }
-            const clv::expr* operand = stack.back();
-            stack.pop_back();
-            push(static_cast<const opr*>(e)->value(operand, nullptr));
+            const clv::expr* operand = space.Pop();
+            space.PushResult(static_cast<const opr*>(e)->value(operand, nullptr));
         }
     }
-    return !stack.empty() && stack.back()->value();
+    return space.Depth() > 0 && space.Top()->value();
 }
 
 std::string clause::BuildClauseString(const std::vector<element*>& sequence) const {

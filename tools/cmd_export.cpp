@@ -1,12 +1,16 @@
-// tools/cmd_export.cpp - "korvan export": a whole table as CSV, to standard
-// output or, atomically, to a file.
+// tools/cmd_export.cpp - "korvan export": a whole table in the library's own
+// text export (DbRecordset::ExportCVS) or as CSV, to standard output or,
+// atomically, to a file.
 #include "command.h"
 #include "writers.h"
 
 #include "platform/files.h"
 
+#include <filesystem>
 #include <iostream>
+#include <map>
 #include <streambuf>
+#include <string>
 #include <vector>
 
 namespace korvan::cli {
@@ -63,6 +67,27 @@ void WriteFileAtomically(const std::string& path, Write write) {
     }
 }
 
+// The bytes DbRecordset::ExportCVS writes for the table, read back from a
+// scratch file, since the export writes to a path.
+std::string ExportedBytes(Session& session, const std::string& table) {
+    DbRecordset recordset;
+    session.OpenRecordset(recordset, table);
+    std::error_code error;
+    const std::filesystem::path scratch =
+        std::filesystem::temp_directory_path(error) /
+        ("korvan-export-" + std::to_string(korvan::Files().CurrentProcessId()) + ".txt");
+    const CString path(scratch.wstring());
+    recordset.ExportCVS(path);
+    std::string bytes;
+    const korvan::FileStatus read = korvan::ReadWholeFile(path, bytes);
+    static_cast<void>(korvan::Files().Remove(path));
+    if (!read) {
+        throw ToolError(kExitFailure,
+                        "cannot export through '" + path.ToUtf8() + "': " + read.Reason().ToUtf8());
+    }
+    return bytes;
+}
+
 class ExportCommand : public Command {
   public:
     void Define(CLI::App& app) override {
@@ -72,14 +97,29 @@ class ExportCommand : public Command {
                        "write to OUT (replaced only once complete) instead of standard output")
             ->check(kNotEmpty)
             ->option_text("OUT");
-        app.footer(R"(Writes CSV after RFC 4180: a header line, CRLF line ends, fields quoted when
-they hold a comma, a quote or a line break. A null is an empty field, an empty
-text is "". With one argument it is the TABLE of the example catalogue; with
-two they are FILE and TABLE.
+        app.add_option("-f,--format", m_csv, "cvs (the library's text export, the default) or csv")
+            ->transform(CLI::CheckedTransformer(
+                std::map<std::string, bool>{{"cvs", false}, {"csv", true}}, CLI::ignore_case))
+            ->option_text("FORMAT");
+        app.footer(R"(By default the table goes out exactly as the library's text export
+(DbRecordset::ExportCVS) writes it: the field names, then one line per row in
+the table's own order, values separated by "| " and lines ended by a line
+feed, nothing quoted, line feeds inside values made blanks. The library writes
+as many bytes as the text has characters, which is the first half of the
+text's UTF-16LE encoding: programs that read those exports expect exactly
+that.
+
+--format csv writes CSV after RFC 4180 instead: a header line, CRLF line ends,
+fields quoted when they hold a comma, a quote or a line break. A null is an
+empty field, an empty text is "".
+
+With one argument it is the TABLE of the example catalogue; with two they are
+FILE and TABLE.
 
 Examples:
-  korvan export i_beams
-  korvan export catalogue.xml parts -o parts.csv)");
+  korvan export i_beams --format csv
+  korvan export catalogue.xml parts -o parts.txt
+  korvan export catalogue.xml parts --format csv -o parts.csv)");
     }
 
     void Run(Session& session) override {
@@ -91,24 +131,32 @@ Examples:
         if (descr == nullptr) {
             session.NoSuchTable(m_table);
         }
+        const std::string exported = m_csv ? std::string() : ExportedBytes(session, m_table);
         const DbRows& rows = session.Rows(table);
+        const auto write = [&](std::ostream& out) {
+            if (m_csv) {
+                WriteRows(*descr, rows, *MakeWriter(Format::Csv, out));
+            } else {
+                out.write(exported.data(), static_cast<std::streamsize>(exported.size()));
+            }
+        };
         if (m_output.empty()) {
-            WriteRows(*descr, rows, *MakeWriter(Format::Csv, std::cout));
+            write(std::cout);
             return;
         }
-        WriteFileAtomically(m_output, [&](std::ostream& out) {
-            WriteRows(*descr, rows, *MakeWriter(Format::Csv, out));
-        });
+        WriteFileAtomically(m_output, write);
     }
 
   private:
     std::string m_file;
     std::string m_table;
     std::string m_output;
+    bool m_csv = false;
 };
 
 const RegisterCommand<ExportCommand> registration(
-    "export", "write a whole table as CSV, to standard output or a file", 40);
+    "export",
+    "write a whole table in the library's text export or as CSV, to standard output or a file", 40);
 
 }  // namespace
 }  // namespace korvan::cli

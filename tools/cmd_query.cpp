@@ -15,15 +15,7 @@ class QueryCommand : public Command {
         app.add_option("SQL", m_sql, "(required) a SELECT statement, or the name of a table")
             ->check(kNotEmpty);
         AddFormatOption(app, m_format);
-        app.add_option("-n,--limit", m_limit, "print at most N rows")
-            ->check(CLI::Validator(
-                [](std::string& n) {
-                    return !n.empty() && n.find_first_not_of("0123456789") == std::string::npos
-                               ? std::string()
-                               : "a count of rows is a whole number, 0 or more";
-                },
-                ""))
-            ->option_text("N");
+        AddLimitOption(app, m_limit);
         app.footer(R"(With one argument it is the SQL, run on the example catalogue; with two they
 are FILE and SQL. The SQL is one argument: quote it for the shell.
 

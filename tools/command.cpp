@@ -45,4 +45,25 @@ void ResolveFileArgument(std::string& file, std::string& second, bool secondRequ
     }
 }
 
+void ResolveLeadingFile(std::string& file,
+                        const std::vector<std::pair<std::string*, const char*>>& arguments) {
+    const size_t given = static_cast<size_t>(std::count_if(
+        arguments.begin(), arguments.end(), [](const auto& a) { return !a.first->empty(); }));
+    // FILE was left out when an argument is missing and it names no database
+    // file, or when exactly one is missing.
+    if (!file.empty() && given < arguments.size() &&
+        (given + 1 == arguments.size() || !NamesDatabaseFile(file))) {
+        for (size_t i = arguments.size() - 1; i > 0; --i) {
+            *arguments[i].first = *arguments[i - 1].first;
+        }
+        *arguments[0].first = file;
+        file.clear();
+    }
+    for (const auto& [value, name] : arguments) {
+        if (value->empty()) {
+            throw ToolError(kExitUsage, std::string(name) + " is required");
+        }
+    }
+}
+
 }  // namespace korvan::cli

@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <korvan/database.h>
+#include <korvan/recordset.h>
 
 #include <memory>
 #include <stdexcept>
@@ -49,12 +50,18 @@ class Session {
     // terminal the file is read table by table so that LoadTables can show
     // its progress.
     DbDatabase& Open(const std::string& file);
+    // Opens file like Open, or starts a new database for it when there is no
+    // file of that name yet.
+    DbDatabase& OpenOrCreate(const std::string& file);
     // Reads the rows of every table now; a table that cannot be read is a
     // failure.
     void LoadTables();
     // The rows of a table or query, read if need be; a failure when there is
     // no such entry or its rows cannot be read.
     DbRows& Rows(const CString& table);
+    // Opens recordset on the table (or query answer) of the open database;
+    // a failure when there is none.
+    void OpenRecordset(DbRecordset& recordset, const std::string& table);
     // A failure naming a table the database does not hold.
     [[noreturn]] void NoSuchTable(const std::string& table) const;
     // The log lines the database wrote since the last call; the session
@@ -116,5 +123,11 @@ void AddFileArgument(CLI::App& app, std::string& file);
 // argument is a usage error.
 void ResolveFileArgument(std::string& file, std::string& second, bool secondRequired,
                          const char* secondName);
+// For commands with FILE and then several required arguments, each given
+// with its name: when one argument is missing, or more are and FILE does not
+// end in ".xml" or ".mdb", FILE was left out and the others move up. Then a
+// missing argument is a usage error naming the first one missing.
+void ResolveLeadingFile(std::string& file,
+                        const std::vector<std::pair<std::string*, const char*>>& arguments);
 
 }  // namespace korvan::cli

@@ -2,6 +2,8 @@
 // commands, and the mapping of every failure to a message and an exit code.
 #include "command.h"
 
+#include "platform/process.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -69,7 +71,14 @@ int Guarded(Fn fn, std::string& message) {
 
 int main(int argc, char** argv) {
     using namespace korvan::cli;
+    korvan::UseUtf8StandardStreams();
     std::ios::sync_with_stdio(false);
+    // CLI11 takes the arguments last first, without the program's name.
+    std::vector<std::string> arguments = korvan::CommandLineArguments(argc, argv);
+    std::reverse(arguments.begin(), arguments.end());
+    if (!arguments.empty()) {
+        arguments.pop_back();
+    }
 
     Session session;
     CLI::App app("Reads, inspects and queries korvan catalogue databases.", "korvan");
@@ -80,6 +89,9 @@ int main(int argc, char** argv) {
     app.add_flag("--example", session.example, "read the bundled example catalogue");
     app.require_subcommand(1);
     app.fallthrough();  // global options are accepted after the command too
+    // "/path" is a file on every system, never a Windows-style option (the
+    // subcommands take this setting over from here).
+    app.allow_windows_style_options(false);
 
     std::vector<CommandEntry> entries = RegisteredCommands();
     std::sort(entries.begin(), entries.end(),
@@ -94,7 +106,7 @@ int main(int argc, char** argv) {
     app.footer(kFooter);
 
     try {
-        app.parse(argc, argv);
+        app.parse(arguments);
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : kExitUsage;
     }

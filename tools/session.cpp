@@ -3,6 +3,7 @@
 #include "command.h"
 
 #include "platform/files.h"
+#include "platform/process.h"
 
 #include <filesystem>
 #include <iostream>
@@ -13,22 +14,33 @@ namespace {
 // Loads shorter than this show no progress at all.
 constexpr double kProgressDelaySeconds = 0.25;
 
+// Paths as UTF-8 both ways, whatever the system's own path encoding.
+std::filesystem::path PathOf(const std::string& utf8) {
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+std::string Utf8Of(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return std::string(text.begin(), text.end());
+}
+
 std::string ExampleCatalogue() {
     namespace fs = std::filesystem;
     std::vector<fs::path> candidates;
     std::error_code error;
-    const fs::path executable = fs::read_symlink("/proc/self/exe", error);
-    if (!error) {
+    const CString executable = korvan::ExecutablePath();
+    if (!executable.IsEmpty()) {
         candidates.push_back(
-            (executable.parent_path() / KORVAN_EXAMPLE_FROM_BINDIR).lexically_normal());
+            (PathOf(executable.ToUtf8()).parent_path() / KORVAN_EXAMPLE_FROM_BINDIR)
+                .lexically_normal());
     }
     candidates.emplace_back(KORVAN_EXAMPLE_IN_SOURCE);
     std::string tried;
     for (const fs::path& candidate : candidates) {
         if (fs::is_regular_file(candidate, error)) {
-            return candidate.string();
+            return Utf8Of(candidate);
         }
-        tried += "\n  " + candidate.string();
+        tried += "\n  " + Utf8Of(candidate);
     }
     throw ToolError(kExitFailure, "the example catalogue is missing; looked for" + tried);
 }
@@ -96,6 +108,30 @@ DbDatabase& Session::Open(const std::string& file) {
         m_db->GetSource()->SetSequentialAccess(true);
     }
     return *m_db;
+}
+
+DbDatabase& Session::OpenOrCreate(const std::string& file) {
+    std::error_code error;
+    if (file.empty() || std::filesystem::exists(file, error)) {
+        return Open(file);
+    }
+    m_file = file;
+    m_db = std::make_unique<DbDatabase>();
+    m_db->Create(CString(file.c_str()));
+    return *m_db;
+}
+
+void Session::OpenRecordset(DbRecordset& recordset, const std::string& table) {
+    const DbTableInfo* info = m_db->GetTableInfo(CString(table.c_str()));
+    if (info == nullptr) {
+        NoSuchTable(table);
+    }
+    // A name is taken for a SELECT when it holds the word; the statement
+    // that answers with the whole table serves for those.
+    recordset.SetDatabase(m_db.get());
+    if (!recordset.Open(info->name) && !recordset.Open(L"select * from [" + info->name + L"]")) {
+        Fail("table '" + table + "' cannot be opened", TakeLog());
+    }
 }
 
 void Session::LoadTables() {

@@ -1,7 +1,6 @@
 // tools/writers.cpp - aligned table, CSV, TSV and JSON output.
 #include "writers.h"
 
-#include <locale.h>
 #include <wchar.h>
 #include <algorithm>
 #include <cstdio>
@@ -9,43 +8,10 @@
 #include <ostream>
 #include <string_view>
 
+#include "platform/display_width.h"
+
 namespace korvan::cli {
 namespace {
-
-// ---------------------------------------------------------------------------
-// Display width. Terminals give East Asian wide characters two columns and
-// combining marks none; glibc's wcwidth knows this in a UTF-8 locale. The
-// process locale stays "C" for the library's sake, so the UTF-8 locale is
-// used only by this thread and only while measuring.
-
-class Utf8Width {
-  public:
-    Utf8Width() : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr))) {}
-    ~Utf8Width() {
-        if (m_locale != nullptr) {
-            freelocale(m_locale);
-        }
-    }
-    Utf8Width(const Utf8Width&) = delete;
-    Utf8Width& operator=(const Utf8Width&) = delete;
-
-    size_t operator()(std::wstring_view text) const {
-        if (m_locale == nullptr) {
-            return text.size();
-        }
-        const locale_t previous = uselocale(m_locale);
-        size_t width = 0;
-        for (wchar_t c : text) {
-            const int w = wcwidth(c);
-            width += w < 0 ? 1 : static_cast<size_t>(w);
-        }
-        uselocale(previous);
-        return width;
-    }
-
-  private:
-    locale_t m_locale;
-};
 
 struct Shown {
     std::string text;
@@ -55,7 +21,6 @@ struct Shown {
 // A cell as the aligned table shows it: control characters would break the
 // layout, so line breaks, tabs and the like appear as escapes.
 Shown Show(std::string_view utf8) {
-    static const Utf8Width measure;
     std::wstring wide;
     if (!korvan::DecodeUtf8(utf8, wide)) {
         return {std::string(utf8), utf8.size()};
@@ -76,7 +41,7 @@ Shown Show(std::string_view utf8) {
             visible += c;
         }
     }
-    return {korvan::EncodeUtf8(visible), measure(visible)};
+    return {korvan::EncodeUtf8(visible), korvan::DisplayWidth(visible)};
 }
 
 class TableWriter : public RowWriter {
@@ -349,7 +314,29 @@ void AddFormatOption(CLI::App& app, Format& format) {
         ->option_text("FORMAT");
 }
 
+void AddLimitOption(CLI::App& app, uint64_t& limit) {
+    app.add_option("-n,--limit", limit, "print at most N rows")
+        ->check(CLI::Validator(
+            [](std::string& n) {
+                return !n.empty() && n.find_first_not_of("0123456789") == std::string::npos
+                           ? std::string()
+                           : "a count of rows is a whole number, 0 or more";
+            },
+            ""))
+        ->option_text("N");
+}
+
 void WriteRows(const DbTableDescr& descr, const DbRows& rows, RowWriter& writer, uint64_t limit) {
+    std::vector<const DbTableRow*> list;
+    const uint64_t count = std::min(rows.GetRowsCount(), limit);
+    for (uint64_t r = 0; r < count; ++r) {
+        list.push_back(rows.GetRow(static_cast<int>(r)));
+    }
+    WriteRows(descr, list, writer);
+}
+
+void WriteRows(const DbTableDescr& descr, const std::vector<const DbTableRow*>& rows,
+               RowWriter& writer) {
     const size_t fields = descr.GetFieldCount();
     std::vector<Column> columns;
     for (size_t i = 0; i < fields; ++i) {
@@ -358,12 +345,10 @@ void WriteRows(const DbTableDescr& descr, const DbRows& rows, RowWriter& writer,
             {field.GetName().ToUtf8(), DbFieldDescr::IsNumericType(field.GetDbType())});
     }
     writer.Begin(columns);
-    const uint64_t count = std::min(rows.GetRowsCount(), limit);
     std::vector<Cell> cells(fields);
-    for (uint64_t r = 0; r < count; ++r) {
-        const DbTableRow& row = *rows.GetRow(static_cast<int>(r));
+    for (const DbTableRow* row : rows) {
         for (size_t i = 0; i < fields; ++i) {
-            cells[i] = i < row.GetFieldCount() ? Cell::Of(row[i]) : Cell{};
+            cells[i] = i < row->GetFieldCount() ? Cell::Of((*row)[i]) : Cell{};
         }
         writer.Row(cells);
     }

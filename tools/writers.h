@@ -53,9 +53,14 @@ std::unique_ptr<RowWriter> MakeWriter(Format format, std::ostream& out);
 
 // Adds --format (table, csv, tsv, json) to a command.
 void AddFormatOption(CLI::App& app, Format& format);
+// Adds -n/--limit N (a count of rows, 0 or more) to a command.
+void AddLimitOption(CLI::App& app, uint64_t& limit);
 
 // Writes the columns of descr and at most limit of rows.
 void WriteRows(const DbTableDescr& descr, const DbRows& rows, RowWriter& writer,
                uint64_t limit = UINT64_MAX);
+// Writes the columns of descr and the rows given, in that order.
+void WriteRows(const DbTableDescr& descr, const std::vector<const DbTableRow*>& rows,
+               RowWriter& writer);
 
 }  // namespace korvan::cli

@@ -27,6 +27,10 @@
 
 class DbDatabase;
 
+namespace korvan {
+class TableXml;
+}
+
 // One registry entry: a table or a query answer.
 class KORVAN_API DbTableInfo {
   public:
@@ -94,7 +98,8 @@ class KORVAN_API DbSource {
     // Closes the stream and marks the end of file.
     void Release();
     // The text of the next element at path (element names joined by "\",
-    // e.g. "\database\body\data\table"); false at the end of the file.
+    // e.g. "\database\body\data\table", compared exactly); false when the
+    // file has no further such element, and then the stream is released.
     bool ExtractXmlNode(const CString& path, CString& text);
 
   protected:
@@ -103,13 +108,25 @@ class KORVAN_API DbSource {
   private:
     friend class DbDatabase;
     struct Stream;
+    // How far a search for the next element goes, and how its path compares.
+    enum class Search {
+        // To the end of the file, every name compared exactly; at the end
+        // without a match the stream is released.
+        WholeFile,
+        // Within the element that holds the path's last element: the search
+        // ends without a match when that element closes, so a missing
+        // element never makes the reader pass over the sections after it.
+        // The root is matched without regard to case, as the whole-document
+        // reader finds it. The database reads its sections so.
+        Section,
+    };
     void Reset();
     void Classify(bool create);
     bool OpenStream();
     bool NextByte(BYTE& b);
     // ExtractXmlNode's element as the UTF-8 bytes of the file, checked but
     // not decoded; the database keeps and parses table text in this form.
-    bool ExtractXmlText(const CString& path, std::string& utf8);
+    bool ExtractXmlText(const CString& path, std::string& utf8, Search search);
 
     DbDatabase* m_database;
     int m_kind;
@@ -127,7 +144,7 @@ class KORVAN_API DbSource {
 };
 
 // The root of one in-memory database.
-class KORVAN_API DbDatabase : public DbItem {
+class KORVAN_API DbDatabase : public DbItem, public DbTableOwner {
   public:
     static LONG m_openDbCount;   // databases alive in the process
     static LONG m_queriesCount;  // running number of "Query_%d" names
@@ -203,13 +220,14 @@ class KORVAN_API DbDatabase : public DbItem {
     DbTableDescr* GetHeaderDescr();
     DbTableData* GetHeaderData();
     DbSource* GetSource() { return m_source.get(); }
-    CString GetName() const;
+    // The source's full file name.
+    CString GetName() const override;
     bool IsOpen() const;
     bool CanUpdate() const;
 
     // The message log joined with "\r\n"; GetError hands the entries over and
-    // empties the log; ShowErrorLog writes it to standard error under the
-    // caption "Korvan".
+    // empties the log; ShowErrorLog shows it in a message box with the
+    // caption "Korvan" (on standard error where the system has none).
     CString GetErrorLog() const;
     void GetError(std::vector<CString>& messages);
     void ShowErrorLog() const;
@@ -242,6 +260,20 @@ class KORVAN_API DbDatabase : public DbItem {
     bool VerifySQL(CString sql);
     bool Query(CString sql, CString& name);
 
+    // Joins of two tables on "field1 op field2" into a QUERY entry named
+    // after the join ("t1 INNER JOIN t2 ON f1 = f2"), whose name is returned.
+    // The fields of table1, then those of table2, are named "table.field"
+    // (without the prefix for a query). The searched table gets an index
+    // "LABEL" on its join field (an existing "LABEL" is kept) and is sought
+    // with op for the join value of every row of the other table.
+    // inner_join scans the table with more rows (table2 when equal) and adds
+    // one row per hit; right_join scans table2 and adds one row for each of
+    // its rows, with table1's fields left at their defaults on a miss.
+    // left_join does nothing and returns "".
+    CString inner_join(CString table1, CString table2, CString field1, CString op, CString field2);
+    CString right_join(CString table1, CString table2, CString field1, CString op, CString field2);
+    CString left_join(CString table1, CString table2, CString field1, CString op, CString field2);
+
   protected:
     void ReadHeader();
     void ReadStructure();
@@ -253,22 +285,25 @@ class KORVAN_API DbDatabase : public DbItem {
     DbTableData* ReadNextTable();
     void ParseXmlDatabase();
     void ParseXmlStructure(const CString& xml);
-    // Loads one "table" data element into target, or, without a target, into
-    // the table named by the element's first attribute.
-    void ParseXmlTableData(const CString& xml, DbTableData* target = nullptr);
+    // Loads one "table" data element into the table named by its first
+    // attribute.
+    void ParseXmlTableData(const CString& xml);
 
     void Clear();
     void ClearTable(const CString& name);
     void DeleteTableInfo(DbTableInfo* info);
     // Keeps every table using descr in step with a new or deleted field.
-    void Update(const DbTableDescr* descr, size_t field, bool insert);
-    void Log(const CString& message);
+    void Update(const DbTableDescr* descr, size_t field, bool insert) override;
+    void Log(const CString& message) override;
 
   private:
     friend class DbSource;
-    friend class DbTableDescr;
-    friend class DbTableData;
     friend class DbSerializer;
+    // Recordsets and table definitions write their lines into the log.
+    friend class DbRecordset;
+    friend class DbTableDef;
+
+    void SetReadFailed() override;
 
     DbTableInfo* Create(const CString& name, DbTableInfo::eType type, DbTableDescr* descr,
                         DbTableData* data, const CString& sql, DbTableInfo* related);
@@ -276,6 +311,9 @@ class KORVAN_API DbDatabase : public DbItem {
                         DbTableInfo* related);
     // The entry under name, without reading anything.
     DbTableInfo* Lookup(const CString& name);
+    // The first TABLE, by registry position, whose data has neither rows nor
+    // text yet; null when there is none.
+    DbTableInfo* NextUnreadTable();
     // Every entry, by registry position.
     std::vector<DbTableInfo*> EntriesInOrder();
     void CreateHeaderTables();
@@ -289,11 +327,11 @@ class KORVAN_API DbDatabase : public DbItem {
     // The forms of ParseXmlStructure and ParseXmlTableData for UTF-8 text,
     // which the reading of the file uses: no wide copy is ever made.
     void ParseStructureText(std::string_view utf8);
-    void ParseTableText(std::string_view utf8, DbTableData* target);
-    void LoadStructureSection(pugi::xml_node section);
-    void LoadTableStructure(pugi::xml_node table);
-    // Without a target, the table named by the element's first attribute.
-    void LoadTableData(pugi::xml_node table, DbTableData* target);
+    void ParseTableText(std::string_view utf8);
+    void LoadStructureSection(const korvan::TableXml& xml, pugi::xml_node section);
+    void LoadTableStructure(const korvan::TableXml& xml, pugi::xml_node table);
+    // Into the table named by the element's first attribute.
+    void LoadTableData(const korvan::TableXml& xml, pugi::xml_node table);
     bool SaveSection(pugi::xml_document& document, pugi::xml_node section, bool header,
                      bool structure);
 
@@ -308,6 +346,9 @@ class KORVAN_API DbDatabase : public DbItem {
     // Reading the file failed: the database holds only part of it, so it is
     // never written back over the file (WouldOverwriteUnreadSource).
     bool m_readFailed;
+    // Every entry before this registry position has its data (or is a
+    // query), so finding the next table to read never starts from the front.
+    size_t m_firstUnread;
 };
 
 // Whole databases as access records: loaded from and saved to an XML database

@@ -6,3 +6,4 @@
 #include <korvan/odbc.h>
 #include <korvan/platform.h>
 #include <korvan/query.h>
+#include <korvan/recordset.h>

@@ -9,7 +9,8 @@
 //   DbTableDescr owns its fields (DbFieldDescr), indexes and filters;
 //   DbTableData owns its DbRows; DbRows owns its row store unless it is bound
 //   to another container's store; DbTableRow owns its cells (DbFieldValue).
-// Names of fields and indexes are matched without regard to case.
+// Names of fields and indexes are matched without regard to case. The model
+// reaches the database that owns its tables only through DbTableOwner.
 //
 // Failures that cannot be returned are thrown as a DbException* created with
 // new; the catcher reads Message() and calls Delete().
@@ -127,6 +128,29 @@ class KORVAN_API DbException : public CException {
 
 // printf-style formatting with the rules of CString::FormatV.
 KORVAN_API CString StringBuilder(const wchar_t* format, ...);
+
+// ---------------------------------------------------------------------------
+// The owner of the tables.
+
+// What the table model asks of the database that owns its tables, and all it
+// asks: descriptors and table data reach their database only through this.
+// DbDatabase is the one implementation.
+class KORVAN_API DbTableOwner {
+  public:
+    virtual ~DbTableOwner() = default;
+
+    // Appends one line to the owner's message log.
+    virtual void Log(const CString& message) = 0;
+    // Every table data using descr gains (insert) or loses the cell at
+    // position field.
+    virtual void Update(const DbTableDescr* descr, size_t field, bool insert) = 0;
+    // The file the owner's tables are read from; messages about their XML
+    // name it.
+    virtual CString GetName() const = 0;
+    // Reading the owner's file failed somewhere: the owner holds only part of
+    // it and must never write it back over the file.
+    virtual void SetReadFailed() = 0;
+};
 
 // ---------------------------------------------------------------------------
 // Field values and field descriptors.
@@ -330,6 +354,8 @@ class KORVAN_API DbTableDescr : public DbXmlSerializable, public DbItem {
     bool CheckIndexFields(const DbIndex* index);
 
     DbDatabase* GetDatabase() const { return m_database; }
+    // The database as the table model reaches it; null without one.
+    DbTableOwner* GetOwner() const;
     const std::vector<DbFilter*>& GetFilters() const { return m_filters; }
     // Every index, keyed by its lower-case name.
     const std::map<CString, DbIndex*>& GetIndexes() const { return m_indexes; }
@@ -502,10 +528,10 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     // A copy belongs to the same database, follows the same descriptor and,
     // like every item copy, names the same parent without being registered
     // there; its row container is a copy of its own (a pending XML text is
-    // copied unparsed).
+    // copied unparsed), and it keeps other's name for its messages.
     DbTableData(const DbTableData& other);
     // The same in place, taking other's change stamps; the data keeps its
-    // database and its place in the tree.
+    // database, its name and its place in the tree.
     DbTableData& operator=(const DbTableData& other);
     ~DbTableData() override;
 
@@ -540,7 +566,15 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
 
     DbTableDescr* GetTableDescr() const { return m_descr; }
     DbDatabase* GetDatabase() const { return m_database; }
+    // The database as the table model reaches it; null without one.
+    DbTableOwner* GetOwner() const;
     bool IsInitialized() const { return m_initialized; }
+    // The table's name, for the data's messages: the database sets it when
+    // it registers or renames the table.
+    const CString& GetName() const { return m_name; }
+    void SetName(const CString& name) { m_name = name; }
+    // SetXmlSource for text that is UTF-8 already, as the database reads it.
+    void SetXmlText(std::string utf8);
 
     // Binary search over the index's row order (or the rows in their own order
     // when the index has none) on the index's fields. pos is the match or the
@@ -555,16 +589,13 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
                           const std::vector<CComVariant>& keys);
 
   private:
-    friend class DbTableRow;
-    friend class DbDatabase;
-
-    // SetXmlSource for text that is UTF-8 already, as the database reads it.
-    void SetXmlText(std::string utf8);
     bool ParseXmlData();
     // Empties the pending text and gives its memory back.
     void DropXmlText();
-    // Appends message to db's log; nothing without a database.
-    static void Log(DbDatabase* db, const CString& message);
+    // Destroys the rows from position count on.
+    void DropRowsFrom(uint64_t count);
+    // Appends message to the owner's log; nothing without an owner.
+    void Log(const CString& message) const;
 
     DbRows* m_rows;
     std::string m_xmlSource;  // UTF-8
@@ -572,4 +603,5 @@ class KORVAN_API DbTableData : public DbXmlSerializable, public DbItem {
     DbDatabase* m_database;
     DbTableDescr* m_descr;
     bool m_initialized;
+    CString m_name;
 };

@@ -1,14 +1,16 @@
-// korvan/platform.h - the portable stand-ins for the Windows interfaces the
-// library is built on.
+// korvan/platform.h - the Windows interfaces the library is built on.
 //
 // Host code written against the Windows library uses CString, VARIANT,
-// CComVariant, BSTR, byte SAFEARRAYs and the MFC/ATL exception classes. This
-// header gives the same names, numeric values and behaviour on every platform,
-// in the global namespace as on Windows. Conversions and comparisons of
-// variants follow the OLE Automation rules for the types the library uses
-// (empty, null, the integer types, R4, R8, DATE, BSTR, BOOL, ERROR and
-// one-dimensional byte arrays); LOCALE_USER_DEFAULT is the process's C locale,
-// which behaves as en-US in the "C" locale. Text is ordered by ICU collation.
+// CComVariant, BSTR, byte SAFEARRAYs and the MFC/ATL exception classes. On
+// Windows, VARIANT, BSTR, SAFEARRAY and their functions are the system's own
+// (oleaut32); elsewhere this header gives the same names, numeric values and
+// behaviour through the library's stand-ins, in the global namespace as on
+// Windows. Conversions and comparisons of variants follow the OLE Automation
+// rules for the types the library uses (empty, null, the integer types, R4,
+// R8, DATE, BSTR, BOOL, ERROR and one-dimensional byte arrays);
+// LOCALE_USER_DEFAULT stands for the process's C locale there, which behaves
+// as en-US in the "C" locale. CString, CComVariant, CByteArray and the
+// exceptions are the library's own classes on every system.
 //
 // Helpers that have no Windows name (UTF-8 and UTF-16LE coding, the monotonic
 // clock) live in namespace korvan.
@@ -28,15 +30,48 @@
 #include <string_view>
 #include <vector>
 
+// KORVAN_STATIC: the program links the library's objects themselves (the
+// tests do), not the DLL.
 #if defined(_WIN32)
 #if defined(KORVAN_BUILDING_LIBRARY)
 #define KORVAN_API __declspec(dllexport)
+#elif defined(KORVAN_STATIC)
+#define KORVAN_API
 #else
 #define KORVAN_API __declspec(dllimport)
 #endif
 #else
 #define KORVAN_API __attribute__((visibility("default")))
 #endif
+
+#if defined(_WIN32)
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+// oleauto.h needs windows.h first.
+#include <oleauto.h>
+
+// The system's headers take the sources of these by non-const pointer,
+// though nothing changes them; the forms with const sources are the ones the
+// library and its callers use everywhere.
+inline HRESULT VariantCopy(VARIANTARG* pvargDest, const VARIANTARG* pvargSrc) {
+    return ::VariantCopy(pvargDest, const_cast<VARIANTARG*>(pvargSrc));
+}
+inline HRESULT VariantChangeType(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, USHORT wFlags,
+                                 VARTYPE vt) {
+    return ::VariantChangeType(pvargDest, const_cast<VARIANTARG*>(pvarSrc), wFlags, vt);
+}
+inline HRESULT VariantChangeTypeEx(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, LCID lcid,
+                                   USHORT wFlags, VARTYPE vt) {
+    return ::VariantChangeTypeEx(pvargDest, const_cast<VARIANTARG*>(pvarSrc), lcid, wFlags, vt);
+}
+inline HRESULT VarCmp(const VARIANT* pvarLeft, const VARIANT* pvarRight, LCID lcid, ULONG dwFlags) {
+    return ::VarCmp(const_cast<VARIANT*>(pvarLeft), const_cast<VARIANT*>(pvarRight), lcid, dwFlags);
+}
+
+#else  // the stand-ins
 
 // ---------------------------------------------------------------------------
 // Scalar types with their Windows widths.
@@ -232,6 +267,8 @@ KORVAN_API HRESULT VarCmp(const VARIANT* pvarLeft, const VARIANT* pvarRight, LCI
 // linguistic comparison (NORM_IGNORECASE in dwFlags ignores case).
 KORVAN_API HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags);
 
+#endif  // the stand-ins
+
 // ---------------------------------------------------------------------------
 // Exceptions. CException and its derivations are thrown by pointer (created
 // with new) and released by the catcher with Delete(); CAtlException is
@@ -370,7 +407,8 @@ class KORVAN_API CString {
     friend bool operator==(const CString& a, const wchar_t* b) { return a.Compare(b) == 0; }
     friend bool operator!=(const CString& a, const CString& b) { return !(a == b); }
     friend bool operator!=(const CString& a, const wchar_t* b) { return !(a == b); }
-    friend bool operator<(const CString& a, const CString& b) { return a.m_text < b.m_text; }
+    // By code point, as Compare orders.
+    friend KORVAN_API bool operator<(const CString& a, const CString& b);
 
   private:
     std::wstring m_text;
@@ -492,8 +530,10 @@ KORVAN_API bool DecodeUtf8(std::string_view bytes, std::wstring& out);
 KORVAN_API std::string EncodeUtf8(std::wstring_view text);
 // The UTF-16LE bytes of a text (characters above U+FFFF as surrogate pairs).
 KORVAN_API std::vector<BYTE> EncodeUtf16LE(std::wstring_view text);
-// The reverse; surrogate pairs are joined, a dangling odd byte becomes one
-// character of its own value.
+// The reverse; a dangling odd byte becomes one character of its own value.
+// Wide texts are UTF-16 where wchar_t has 16 bits (Windows), UTF-32
+// otherwise: every helper here converts characters beyond U+FFFF (surrogate
+// pairs in UTF-16) whole.
 KORVAN_API std::wstring DecodeUtf16LE(const BYTE* bytes, size_t count);
 
 // Seconds of a monotonic clock; only differences are meaningful.

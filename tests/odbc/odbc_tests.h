@@ -150,4 +150,49 @@ inline std::string Text(const DBACCESS_COLUMN& column) {
     }
 }
 
+// count rows of up to five columns (id, name, data, weight, flag), the first
+// `columns` of them. NULLs, empty texts and binary values of changing
+// lengths (empty ones too) are spread among the rows; the first row has no
+// NULL, as it gives a new table its columns.
+inline DBACCESS_VECTOR MixedRows(size_t count, size_t columns = 5) {
+    DBACCESS_VECTOR rows;
+    for (size_t r = 0; r < count; ++r) {
+        DBACCESS_RECORD record;
+        record[L"id"] = static_cast<long>(r);
+        record[L"name"] = CString(std::wstring(r % 23, static_cast<wchar_t>(L'a' + r % 26)) +
+                                  (r % 5 == 1 ? L" Grüße" : L""));
+        CByteArray bytes;
+        for (size_t b = 0; b < r % 41; ++b) {
+            bytes.Add(static_cast<BYTE>(r + b));
+        }
+        record[L"data"] = bytes;
+        record[L"weight"] = static_cast<double>(r) / 3;
+        record[L"flag"] = r % 3 == 0;
+        record[L"name"].SetNull(r % 7 == 3);
+        record[L"data"].SetNull(r % 11 == 5);
+        record[L"weight"].SetNull(r % 13 == 6);
+        record.columns.resize(columns);
+        rows.push_back(record);
+    }
+    return rows;
+}
+
+// Expects read to hold the rows of written in the same order, column by
+// column (found by name): the same NULLs and, where not NULL, the same tags
+// and values.
+inline void ExpectSameRows(const DBACCESS_VECTOR& written, const DBACCESS_VECTOR& read) {
+    ASSERT_EQ(read.size(), written.size());
+    for (size_t r = 0; r < written.size(); ++r) {
+        for (const DBACCESS_COLUMN& column : written[r]) {
+            const DBACCESS_COLUMN& got = read[r].find(column.name);
+            ASSERT_EQ(got.IsNull(), column.IsNull()) << column.name.ToUtf8() << " row " << r;
+            if (column.IsNull()) {
+                continue;  // read back as NULLs are: an empty text
+            }
+            EXPECT_EQ(got.type, column.type) << column.name.ToUtf8() << " row " << r;
+            EXPECT_EQ(Text(got), Text(column)) << column.name.ToUtf8() << " row " << r;
+        }
+    }
+}
+
 }  // namespace odbctest

@@ -4,6 +4,7 @@
 // leaves the target as it was.
 #include "odbc_tests.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -29,6 +30,15 @@ bool ClusterConnection(CString& connection) {
     std::cerr << "\n*** SKIPPED: the PostgreSQL server cannot run on this machine ***\n*** " << line
               << " ***\n\n";
     return false;
+}
+
+// Runs sql on the cluster through psql, as the tests' user.
+void Psql(const CString& connection, const std::string& sql) {
+    const std::string text = connection.ToUtf8();
+    const std::string socket = text.substr(text.find("Servername=") + 11);
+    const std::string command = "psql -q -h '" + socket.substr(0, socket.find(';')) +
+                                "' -U korvan -d postgres -c '" + sql + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 DBACCESS_VECTOR Everything() {
@@ -83,18 +93,7 @@ void RoundTrip(const CString& connection) {
         DBACCESS_VECTOR read;
         // A table read without rows or definition cannot be created.
         ASSERT_EQ(DbSerializer::CopyTableFromDatabase(back, name, read), !rows.empty());
-        ASSERT_EQ(read.size(), rows.size());
-        for (size_t r = 0; r < rows.size(); ++r) {
-            for (const DBACCESS_COLUMN& column : rows[r]) {
-                const DBACCESS_COLUMN& got = read[r].find(column.name);
-                EXPECT_EQ(got.IsNull(), column.IsNull()) << column.name.ToUtf8();
-                if (column.IsNull()) {
-                    continue;  // read back as NULLs are: an empty text
-                }
-                EXPECT_EQ(got.type, column.type) << column.name.ToUtf8();
-                EXPECT_EQ(Text(got), Text(column)) << column.name.ToUtf8() << " row " << r;
-            }
-        }
+        ExpectSameRows(rows, read);
     }
 }
 
@@ -119,12 +118,7 @@ void KeptOnFailure(const CString& connection) {
     ASSERT_TRUE(access.SetTableData(L"kept", rows));
     // The server refuses the second of two equal ids once it has a unique
     // index; the rows deleted before that come back with the rollback.
-    const std::string socket =
-        connection.ToUtf8().substr(connection.ToUtf8().find("Servername=") + 11);
-    const std::string command =
-        "psql -q -h '" + socket.substr(0, socket.find(';')) +
-        "' -U korvan -d postgres -c 'CREATE UNIQUE INDEX IF NOT EXISTS one_id ON kept (id)'";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    Psql(connection, "CREATE UNIQUE INDEX IF NOT EXISTS one_id ON kept (id)");
     DBACCESS_VECTOR duplicate;
     duplicate.push_back(rows[0]);
     duplicate.push_back(rows[0]);
@@ -133,4 +127,47 @@ void KeptOnFailure(const CString& connection) {
     EXPECT_NE(message.find("PostgreSQL Unicode"), std::string::npos) << message;
     EXPECT_NE(message.find("23505"), std::string::npos) << message;  // unique violation
     EXPECT_EQ(access.GetRecordsetsNumber(L"kept"), 2);
+}
+
+void Batches(const CString& connection);
+
+// Many rows go to the server a batch per statement: counts that fill the
+// batches exactly or leave rows over come back with their NULLs and binary
+// values, and a refusal in a later batch, after earlier ones were sent,
+// leaves the table as it was. The server returns a table's rows in the order
+// they lie on its pages, which need not be the order they went in (a later
+// row may fill the room an earlier one left): they are compared in the
+// order of their ids.
+TEST(Postgres, BatchedRowsAndARefusalAfterEarlierBatches) {
+    CString connection;
+    if (!ClusterConnection(connection)) {
+        GTEST_SKIP() << "the PostgreSQL server cannot run here";
+    }
+    Guarded([&] { Batches(connection); });
+}
+
+// The table's rows in the order of their ids.
+DBACCESS_VECTOR ReadById(DBACCESS& access, const wchar_t* table) {
+    DBACCESS_VECTOR rows;
+    EXPECT_TRUE(access.GetTableData(table, rows));
+    std::sort(rows.begin(), rows.end(), [](const DBACCESS_RECORD& a, const DBACCESS_RECORD& b) {
+        return a.GetLong(L"id") < b.GetLong(L"id");
+    });
+    return rows;
+}
+
+void Batches(const CString& connection) {
+    DBACCESS access(L"", DBACCESS::noOdbcDialog, connection);
+    for (size_t count : {1000u, 512u, 257u}) {
+        SCOPED_TRACE(count);
+        const DBACCESS_VECTOR rows = MixedRows(count);
+        ASSERT_TRUE(access.SetTableData(L"batches", rows));
+        ExpectSameRows(rows, ReadById(access, L"batches"));
+    }
+    Psql(connection, "CREATE UNIQUE INDEX IF NOT EXISTS batches_id ON batches (id)");
+    DBACCESS_VECTOR refused = MixedRows(1000);
+    refused[900][L"id"] = 10L;
+    const std::string message = OdbcErrorOf([&] { access.SetTableData(L"batches", refused); });
+    EXPECT_NE(message.find("23505"), std::string::npos) << message;
+    ExpectSameRows(MixedRows(257), ReadById(access, L"batches"));
 }

@@ -203,3 +203,50 @@ TEST(DbAccessWrite, FailuresNameTheTargetAndLeaveNothingBehind) {
     const std::string readOnly = OdbcErrorOf([&] { mdb.SetTableData(L"Table3", rows); });
     EXPECT_NE(readOnly.find("only reads"), std::string::npos) << readOnly;
 }
+
+// Rows go to SQLite a batch per statement. Counts on either side of what
+// one statement carries, for a layout of one column and of five, come back
+// in order, with their NULLs, empty texts and binary values whose lengths
+// change from row to row and from batch to batch; each write replaces the
+// rows of the one before.
+TEST(DbAccessWrite, BatchedRowsComeBackInOrder) {
+    ScratchDir dir;
+    DBACCESS access(dir.File("batches.sqlite"), DBACCESS::noOdbcDialog, SqliteConnection());
+    for (size_t columns : {1u, 5u}) {
+        for (size_t count : {1u, 198u, 199u, 200u, 256u, 257u, 1000u}) {
+            SCOPED_TRACE(std::to_string(columns) + " columns, " + std::to_string(count) + " rows");
+            const DBACCESS_VECTOR rows = MixedRows(count, columns);
+            const CString table = StringBuilder(L"columns %d", static_cast<int>(columns));
+            ASSERT_TRUE(access.SetTableData(table, rows));
+            DBACCESS_VECTOR back;
+            ASSERT_TRUE(access.GetTableData(table, back));
+            ExpectSameRows(rows, back);
+        }
+    }
+}
+
+// A refusal in a later batch, after earlier ones went to the file, or in
+// the rows left over after the last full batch, rolls the whole write back:
+// the table keeps exactly the rows it had.
+TEST(DbAccessWrite, RefusalAfterEarlierBatchesKeepsTheOldRows) {
+    ScratchDir dir;
+    DBACCESS access(dir.File("refusal.sqlite"), DBACCESS::noOdbcDialog, SqliteConnection());
+    const DBACCESS_VECTOR old = MixedRows(300);
+    ASSERT_TRUE(access.SetTableData(L"kept", old));
+    {
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(dir.Path("refusal.sqlite").c_str(), &db), SQLITE_OK);
+        sqlite3_exec(db, "CREATE UNIQUE INDEX one_id ON kept (id)", nullptr, nullptr, nullptr);
+        sqlite3_close(db);
+    }
+    for (size_t at : {700u, 999u}) {
+        SCOPED_TRACE(at);
+        DBACCESS_VECTOR rows = MixedRows(1000);
+        rows[at][L"id"] = 10L;  // the id of an earlier row
+        const std::string message = OdbcErrorOf([&] { access.SetTableData(L"kept", rows); });
+        EXPECT_NE(message.find("UNIQUE"), std::string::npos) << message;
+        DBACCESS_VECTOR back;
+        ASSERT_TRUE(access.GetTableData(L"kept", back));
+        ExpectSameRows(old, back);
+    }
+}

@@ -65,10 +65,6 @@ TEST(SafeArray, Bounds) {
     LONG bound = 0;
     EXPECT_EQ(SafeArrayGetLBound(nullptr, 1, &bound), E_INVALIDARG);
     EXPECT_EQ(SafeArrayGetDim(nullptr), 0u);
-    SAFEARRAYBOUND two[2] = {{1, 0}, {1, 0}};
-    EXPECT_EQ(SafeArrayCreate(VT_UI1, 2, two), nullptr);
-    EXPECT_EQ(SafeArrayCreate(VT_I4, 1, two), nullptr);
-    EXPECT_EQ(SafeArrayCreateVector(VT_BSTR, 0, 1), nullptr);
     EXPECT_EQ(SafeArrayDestroy(nullptr), S_OK);
 }
 
@@ -111,8 +107,10 @@ TEST(Variant, ClearAndCopy) {
     CComVariant bytes = variant_test::Bytes(L"A");
     void* data = nullptr;
     ASSERT_EQ(SafeArrayAccessData(bytes.parray, &data), S_OK);
-    EXPECT_EQ(VariantClear(&bytes), DISP_E_ARRAYISLOCKED);
-    EXPECT_EQ(bytes.vt, VT_ARRAY | VT_UI1);
+    if (!variant_test::UnderWine()) {  // Wine clears the variant all the same
+        EXPECT_EQ(VariantClear(&bytes), DISP_E_ARRAYISLOCKED);
+        EXPECT_EQ(bytes.vt, VT_ARRAY | VT_UI1);
+    }
     ASSERT_EQ(SafeArrayUnaccessData(bytes.parray), S_OK);
 
     CComVariant copy(L"replaced");
@@ -135,13 +133,49 @@ TEST(Variant, ClearAndCopy) {
     EXPECT_EQ(SysStringLen(copy.bstrVal), 0u);
 
     VARIANT invalid;
-    invalid.vt = VT_DISPATCH;
+    invalid.vt = VT_VOID;
     invalid.llVal = 0;
     EXPECT_EQ(VariantCopy(&copy, &invalid), DISP_E_BADVARTYPE);
     EXPECT_EQ(copy.vt, VT_BSTR);
     EXPECT_EQ(VariantClear(&invalid), DISP_E_BADVARTYPE);
-    EXPECT_EQ(invalid.vt, VT_DISPATCH);
+    EXPECT_EQ(invalid.vt, VT_VOID);
     EXPECT_EQ(VariantCopy(&invalid, &text), DISP_E_BADVARTYPE);
+}
+
+// An odd number of bytes makes a text of the whole UTF-16 units; the last byte
+// is no character, yet it comes back with the bytes, also from a copy.
+TEST(Variant, OddByteArrayRoundTrip) {
+    const BYTE bytes[] = {0x41, 0x42, 0x43};
+    CComVariant array;
+    array.vt = VT_ARRAY | VT_UI1;
+    array.parray = SafeArrayCreateVector(VT_UI1, 0, 3);
+    ASSERT_NE(array.parray, nullptr);
+    void* data = nullptr;
+    ASSERT_EQ(SafeArrayAccessData(array.parray, &data), S_OK);
+    std::memcpy(data, bytes, sizeof bytes);
+    ASSERT_EQ(SafeArrayUnaccessData(array.parray), S_OK);
+
+    CComVariant text;
+    ASSERT_EQ(VariantChangeType(&text, &array, 0, VT_BSTR), S_OK);
+    ASSERT_EQ(SysStringLen(text.bstrVal), 1u);
+    EXPECT_EQ(text.bstrVal[0], static_cast<wchar_t>(0x4241));
+    const CComVariant copy(text);
+    const CComVariant* sources[] = {&text, &copy};
+    for (const CComVariant* source : sources) {
+        EXPECT_EQ(variant_test::Convert(*source, VT_ARRAY | VT_UI1), "[41 42 43]");
+    }
+    EXPECT_EQ(VarBstrCmp(text.bstrVal, copy.bstrVal, 0, 0), VARCMP_EQ);
+}
+
+// Characters beyond U+FFFF are two UTF-16 units in the bytes of a text,
+// whatever the width of wchar_t.
+TEST(Variant, TextBeyondTheBasicPlaneAsBytes) {
+    const CComVariant text(L"\U0001F600x");
+    EXPECT_EQ(variant_test::Convert(text, VT_ARRAY | VT_UI1), "[3d d8 00 de 78 00]");
+    const CComVariant bytes = variant_test::Bytes(L"\U0001F600x");
+    CComVariant back;
+    ASSERT_EQ(VariantChangeType(&back, &bytes, 0, VT_BSTR), S_OK);
+    EXPECT_EQ(std::wstring(back.bstrVal, SysStringLen(back.bstrVal)), L"\U0001F600x");
 }
 
 }  // namespace

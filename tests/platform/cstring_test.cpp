@@ -74,8 +74,14 @@ TEST(CStringTest, CaseMappingIsUnicodeAndLocaleFree) {
               L"STRA\u00DFE \u03A3");  // simple mapping keeps length
     EXPECT_EQ(CString(L"\u017B\u00D3\u0141W").CompareNoCase(L"\u017C\u00F3\u0142w"), 0);
     EXPECT_LT(CString(L"abc").CompareNoCase(L"ABD"), 0);
-    EXPECT_LT(CString(L"B").Compare(L"a"), 0);  // ordinal
-    EXPECT_GT(CString(L"\U0001F600").Compare(L"\uFFFF"), 0);
+    EXPECT_LT(CString(L"B").Compare(L"a"), 0);                // ordinal
+    EXPECT_GT(CString(L"\U0001F600").Compare(L"\uFFFF"), 0);  // by code point
+    EXPECT_LT(CString(L"\uFFFF"), CString(L"\U00010000"));
+    // Letters beyond U+FFFF have case too (Deseret).
+    EXPECT_EQ(CString(L"\U00010400x").MakeLower(), L"\U00010428x");
+    EXPECT_EQ(CString(L"\U00010428x").MakeUpper(), L"\U00010400X");
+    EXPECT_EQ(CString(L"\U00010400").CompareNoCase(L"\U00010428"), 0);
+    EXPECT_GT(CString(L"\U00010000").CompareNoCase(L"\uFFFD"), 0);
 }
 
 TEST(CStringTest, FormatFollowsWindowsWidePrintf) {

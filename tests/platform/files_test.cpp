@@ -38,7 +38,7 @@ std::string Pattern(size_t size) {
     return bytes;
 }
 
-korvan::FileStatus Replace(const std::string& path, const std::string& content) {
+[[maybe_unused]] korvan::FileStatus Replace(const std::string& path, const std::string& content) {
     korvan::AtomicFile file;
     korvan::FileStatus status = file.Open(CString(path.c_str()));
     if (status) {

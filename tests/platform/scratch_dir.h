@@ -9,14 +9,20 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 // A fresh directory, removed with everything in it at the end of the test.
 class ScratchDir {
   public:
     ScratchDir() {
-        std::string pattern = ::testing::TempDir() + "korvan-XXXXXX";
-        m_path = mkdtemp(pattern.data());
+        std::random_device random;
+        for (;;) {
+            m_path = ::testing::TempDir() + "korvan-" + std::to_string(random());
+            if (std::filesystem::create_directory(m_path)) {
+                break;
+            }
+        }
     }
     ~ScratchDir() {
         std::error_code ignored;

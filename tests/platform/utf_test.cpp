@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/display_width.h"
 #include "platform/utf.h"
 
 #include <string>
@@ -61,7 +62,14 @@ TEST(Utf8Test, EncodingRoundTripsAndReplacesInvalidCodePoints) {
     ASSERT_TRUE(korvan::DecodeUtf8(korvan::EncodeUtf8(text), back));
     EXPECT_EQ(back, text);
     EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
-    EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0x110000))), "\xEF\xBF\xBD");
+    // A reversed pair is two lone surrogates.
+    EXPECT_EQ(korvan::EncodeUtf8(
+                  std::wstring{static_cast<wchar_t>(0xDE00), static_cast<wchar_t>(0xD83D)}),
+              "\xEF\xBF\xBD\xEF\xBF\xBD");
+    if (WCHAR_MAX > 0xFFFF) {  // a 32-bit wchar_t holds values beyond Unicode
+        EXPECT_EQ(korvan::EncodeUtf8(std::wstring(1, static_cast<wchar_t>(0x110000))),
+                  "\xEF\xBF\xBD");
+    }
 }
 
 TEST(Utf16Test, BytesAreThoseWindowsWouldGive) {
@@ -118,6 +126,16 @@ TEST(Utf8CheckTest, AgreesWithStrictDecodingAtEveryOffset) {
         }
     }
     EXPECT_TRUE(korvan::IsValidUtf8(""));
+}
+
+// Columns on a terminal: wide characters two (beyond U+FFFF too, whatever
+// the width of wchar_t), combining marks none.
+TEST(DisplayWidthTest, WideAndCombiningCharacters) {
+    EXPECT_EQ(korvan::DisplayWidth(L"HEA 100"), 7u);
+    EXPECT_EQ(korvan::DisplayWidth(L"\u6F22\u5B57a"), 5u);
+    EXPECT_EQ(korvan::DisplayWidth(L"e\u0301"), 1u);
+    EXPECT_EQ(korvan::DisplayWidth(L"\U0001F600\U00020000"), 4u);
+    EXPECT_EQ(korvan::DisplayWidth(L"\uFF21"), 2u);
 }
 
 }  // namespace

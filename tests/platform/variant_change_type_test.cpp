@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 #include <korvan/platform.h>
 
-#include <clocale>
 #include <limits>
 #include <string>
 #include <vector>
 
-#include "platform/number_format.h"
-#include "platform/number_parse.h"
 #include "tests/platform/variant_test_support.h"
 
 using variant_test::Bool;
@@ -121,6 +118,10 @@ TEST(VariantChangeType, NumbersToNumbers) {
         EXPECT_EQ(Convert(CComVariant(halves[i]), VT_I2), toI2[i]);
         EXPECT_EQ(Convert(CComVariant(halves[i]), VT_UI1), toUI1[i]);
     }
+    if (!variant_test::UnderWine()) {
+        // Wine's range check lets NaN through to the rounding.
+        EXPECT_EQ(Convert(CComVariant(nan), VT_I4), "OV");
+    }
     ExpectConversions({
         // Accepted ranges of reals, before rounding.
         {255.5, VT_UI1, "OV"},
@@ -128,7 +129,6 @@ TEST(VariantChangeType, NumbersToNumbers) {
         {-32768.5, VT_I2, "-32768"},
         {32767.5, VT_I2, "OV"},
         {2147483647.5, VT_I4, "OV"},
-        {nan, VT_I4, "OV"},
         {1e39, VT_R4, "OV"},
         // Integers: range checks.
         {32768L, VT_I2, "OV"},
@@ -180,8 +180,9 @@ TEST(VariantChangeType, EmptyNullErrorBytesAndInvalidTypes) {
         }
     }
 
-    const VARTYPE invalid[] = {VT_VOID,          VT_HRESULT,       VT_LPSTR, 15,         0xFF,
-                               VT_I4 | VT_BYREF, VT_ARRAY | VT_I4, VT_CY,    VT_DISPATCH};
+    // Types Windows does not take at all, and types it takes but cannot
+    // convert to.
+    const VARTYPE invalid[] = {VT_VOID, VT_HRESULT, VT_LPSTR, 15, 0xFF, VT_ARRAY | VT_NULL};
     for (VARTYPE vt : invalid) {
         SCOPED_TRACE(vt);
         EXPECT_EQ(Convert(CComVariant(1L), vt), "BAD");
@@ -192,6 +193,10 @@ TEST(VariantChangeType, EmptyNullErrorBytesAndInvalidTypes) {
         EXPECT_EQ(VariantChangeType(&out, &source, 0, VT_I4), DISP_E_BADVARTYPE);
         EXPECT_EQ(out.vt, VT_EMPTY);
     }
+    const VARTYPE unconvertible[] = {VT_I4 | VT_BYREF, VT_ARRAY | VT_I4, VT_DISPATCH, VT_UNKNOWN};
+    for (VARTYPE vt : unconvertible) {
+        EXPECT_EQ(Convert(CComVariant(1L), vt), "MM") << vt;
+    }
 }
 
 TEST(VariantChangeType, ValuesToText) {
@@ -199,9 +204,7 @@ TEST(VariantChangeType, ValuesToText) {
     // notation where the exponent form would not be shorter.
     ExpectAll<double>({{3.0, "3"},
                        {0.56789, "0.56789"},
-                       {5.6789e-11, "0.000000000056789"},
                        {5.6789e-12, "5.6789E-12"},
-                       {1e-14, "0.00000000000001"},
                        {1e-15, "1E-15"},
                        {999999999999999.0, "999999999999999"},
                        {1e15, "1E+15"},
@@ -215,6 +218,11 @@ TEST(VariantChangeType, ValuesToText) {
                        {4.9406564584124654e-324, "4.94065645841247E-324"},
                        {1.7976931348623157e308, "1.79769313486232E+308"}},
                       VT_BSTR);
+    if (!variant_test::UnderWine()) {
+        // Wine keeps the exponent form for these small numbers.
+        ExpectAll<double>({{5.6789e-11, "0.000000000056789"}, {1e-14, "0.00000000000001"}},
+                          VT_BSTR);
+    }
     ExpectConversions({
         {0.1f, VT_BSTR, "0.1"},
         {1e8f, VT_BSTR, "1E+08"},
@@ -235,6 +243,13 @@ TEST(VariantChangeType, ValuesToText) {
         {Date(2958465.9999), VT_BSTR, "12/31/9999 11:59:51 PM"},
         {Date(2.0 + 0.6 / 86400), VT_BSTR, "1/1/1900 12:00:01 AM"},
         {Date(2.0 + 0.4 / 86400), VT_BSTR, "1/1/1900 12:00:00 AM"},
+        // Half a second rounds up, a hair less does not.
+        {Date(0.5 / 86400), VT_BSTR, "12:00:01 AM"},
+        {Date(1.5 / 86400), VT_BSTR, "12:00:02 AM"},
+        {Date(59.5 / 86400), VT_BSTR, "12:01:00 AM"},
+        {Date(1.0 + 86399.5 / 86400), VT_BSTR, "1/1/1900 12:00:00 AM"},
+        {Date(-1.0 - 0.5 / 86400), VT_BSTR, "12/29/1899 12:00:01 AM"},
+        {Date(0.49999 / 86400), VT_BSTR, "12:00:00 AM"},
         {Date(2.99999999), VT_BSTR, "1/2/1900 12:00:00 AM"},  // into the next day
         {Date(2958466.0), VT_BSTR, "INVAL"},
         {Date(-657435.0), VT_BSTR, "INVAL"},
@@ -277,9 +292,9 @@ TEST(VariantChangeType, TextToDate) {
          {L"12:59 AM", Shortest(59.0 / 1440).c_str()},
          {L"13:00 AM", Shortest(13.0 / 24).c_str()},
          {L"2/29/1900", "MM"},
-         {L"13/1/1970", "MM"},
+         {L"13/1/1970", "25581"},  // day first when month first is no date
          {L"1/1/10000", "MM"},
-         {L"12:30 P", "MM"},
+         {L"12:30 P", Shortest(12.5 / 24).c_str()},
          {L"25570", "MM"},
          {L"", "MM"}},
         VT_DATE);
@@ -314,43 +329,6 @@ TEST(VariantChangeType, InPlaceAndDestinationUntouchedOnFailure) {
     EXPECT_EQ(VariantChangeType(&bytes, &bytes, 0, VT_ARRAY | VT_UI1), S_OK);
     EXPECT_EQ(VariantChangeType(&bytes, &bytes, 0, VT_BSTR), S_OK);
     EXPECT_EQ(Render(bytes), "A");
-}
-
-// The decimal point and thousands separator of the process locale, given
-// here directly since the machine may have no such locale.
-TEST(VariantChangeType, LocaleSymbols) {
-    const auto parse = [](const wchar_t* text, const korvan::NumberSymbols& symbols) {
-        korvan::ParsedNumber number;
-        double value = 0.0;
-        HRESULT hr = number.Parse(text, symbols);
-        if (SUCCEEDED(hr)) {
-            hr = number.ToDouble(value);
-        }
-        return FAILED(hr) ? variant_test::Outcome(hr) : Shortest(value);
-    };
-    const std::pair<const wchar_t*, const char*> rows[] = {
-        {L"1.234,5", "1234.5"}, {L"1,5", "1.5"},  {L".5", "MM"},    {L"1.5", "15"},
-        {L"1,5e2", "150"},      {L"1,2,3", "MM"}, {L"$1,5", "1.5"},
-    };
-    for (const auto& [text, r8] : rows) {
-        EXPECT_EQ(parse(text, {L',', L'.'}), r8) << korvan::EncodeUtf8(text);
-    }
-    // A no-break space as thousands separator lets plain spaces stand for it.
-    EXPECT_EQ(parse(L"1 234,5", {L',', L'\u00A0'}), "1234.5");
-    EXPECT_EQ(korvan::FormatReal(0.5, 15, L','), L"0,5");
-    EXPECT_EQ(korvan::FormatReal(-1.25e-20, 15, L','), L"-1,25E-20");
-}
-
-TEST(VariantChangeType, CommaDecimalLocale) {
-    // The build compiles this locale into its tree (LOCPATH).
-    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8")) {
-        GTEST_SKIP() << "no de_DE.UTF-8 locale";
-    }
-    const std::string r8 = Convert(CComVariant(L"1,5"), VT_R8);
-    const std::string text = Convert(CComVariant(0.5), VT_BSTR);
-    std::setlocale(LC_NUMERIC, "C");
-    EXPECT_EQ(r8, "1.5");
-    EXPECT_EQ(text, "0,5");
 }
 
 }  // namespace

@@ -5,12 +5,9 @@
 
 #include <cstdint>
 
-namespace korvan {
+#include "platform/number_parse.h"
 
-// The largest magnitude an R4 takes (Windows checks against this value, a
-// little above FLT_MAX) and the smallest nonzero one.
-constexpr double kR4Max = 3.402823567797336e38;
-constexpr double kR4Min = 1.4e-45;
+namespace korvan {
 
 // DATE counts days from 30 December 1899 and covers the years 100 to 9999.
 constexpr double kDateMin = -657434.0;  // 1 January 100

@@ -1,6 +1,8 @@
+// VARIANT lifetime: initialising, clearing and deep copies.
 #include <korvan/platform.h>
 
-#include "platform/variant_types.h"
+#include "platform/posix/bstr.h"
+#include "platform/posix/variant_types.h"
 
 namespace korvan {
 
@@ -29,6 +31,18 @@ bool IsSupportedVarType(VARTYPE vt) {
         default:
             return false;
     }
+}
+
+bool IsValidVarType(VARTYPE vt) {
+    const VARTYPE base = vt & VT_TYPEMASK;
+    const VARTYPE extra = vt & ~VT_TYPEMASK;
+    if (extra & (VT_VECTOR | VT_RESERVED)) {
+        return false;
+    }
+    if ((extra & (VT_BYREF | VT_ARRAY)) && base <= VT_NULL) {
+        return false;
+    }
+    return (base < VT_VOID && base != 15) || base == VT_RECORD || base == VT_CLSID;
 }
 
 }  // namespace korvan
@@ -67,7 +81,8 @@ HRESULT VariantCopy(VARIANTARG* pvargDest, const VARIANTARG* pvargSrc) {
     VARIANT copy = *pvargSrc;
     if (copy.vt == VT_BSTR) {
         // A null BSTR is copied as an allocated empty one.
-        copy.bstrVal = SysAllocStringLen(pvargSrc->bstrVal, SysStringLen(pvargSrc->bstrVal));
+        copy.bstrVal =
+            pvargSrc->bstrVal ? korvan::CopyBstr(pvargSrc->bstrVal) : SysAllocStringLen(nullptr, 0);
         hr = copy.bstrVal ? S_OK : E_OUTOFMEMORY;
     } else if (copy.vt == korvan::kByteArray) {
         hr = SafeArrayCopy(pvargSrc->parray, &copy.parray);

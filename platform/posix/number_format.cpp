@@ -1,4 +1,4 @@
-#include "platform/number_format.h"
+#include "platform/posix/number_format.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,14 +1,16 @@
-#include "platform/date_format.h"
+#include "platform/posix/date_format.h"
 
 #include <cmath>
+#include <utility>
 
+#include "platform/posix/variant_number.h"
 #include "platform/unicode.h"
-#include "platform/variant_number.h"
 
 namespace korvan {
 namespace {
 
 constexpr long kSecondsPerDay = 86400;
+constexpr double kDayNudge = 1e-11;
 
 struct CivilDate {
     long year;
@@ -97,11 +99,19 @@ class DateReader {
         }
         return true;
     }
-    // 'A' for AM, 'P' for PM, 0 when there is no marker.
+    // 'A' for AM, 'P' for PM ("AM", "PM", or a bare "A" or "P" that ends the
+    // word), 0 when there is no marker.
     wchar_t Meridiem() {
         const wchar_t first = ToUpperSimple(m_at[0]);
-        if ((first == L'A' || first == L'P') && ToUpperSimple(m_at[1]) == L'M') {
+        if (first != L'A' && first != L'P') {
+            return L'\0';
+        }
+        if (ToUpperSimple(m_at[1]) == L'M') {
             m_at += 2;
+            return first;
+        }
+        if (m_at[1] == L'\0' || IsWhiteSpace(m_at[1])) {
+            m_at += 1;
             return first;
         }
         return L'\0';
@@ -120,9 +130,15 @@ bool ReadDate(DateReader& reader, long& days) {
         return false;
     }
     year += year < 50 ? 2000 : (year < 100 ? 1900 : 0);
-    if (year < 100 || year > 9999 ||
-        !IsValidDay(year, static_cast<unsigned>(month), static_cast<unsigned>(day))) {
+    if (year < 100 || year > 9999) {
         return false;
+    }
+    // Month first, as en-US writes it; else day first, when that makes a date.
+    if (!IsValidDay(year, static_cast<unsigned>(month), static_cast<unsigned>(day))) {
+        std::swap(month, day);
+        if (!IsValidDay(year, static_cast<unsigned>(month), static_cast<unsigned>(day))) {
+            return false;
+        }
     }
     days = DaysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) - kEpoch;
     return true;
@@ -152,6 +168,25 @@ bool ReadTime(DateReader& reader, long& seconds) {
     return true;
 }
 
+// The time of day in whole seconds, as the system reckons it: 1e-11 of a day
+// (under a microsecond) is added before hours, minutes and seconds are taken
+// one after the other, so that a time at half a second, which a double holds
+// a hair below or above the half, rounds up.
+long SecondsOfDay(double fraction) {
+    double time = fraction + kDayNudge;
+    if (time >= 1.0) {
+        time -= kDayNudge;
+    }
+    time *= 24.0;
+    const auto hour = static_cast<long>(time);
+    time = (time - static_cast<double>(hour)) * 60.0;
+    const auto minute = static_cast<long>(time);
+    time = (time - static_cast<double>(minute)) * 60.0;
+    const auto second = static_cast<long>(time);
+    time -= static_cast<double>(second);
+    return hour * 3600 + minute * 60 + second + (time > 0.5 ? 1 : 0);
+}
+
 }  // namespace
 
 HRESULT FormatDate(DATE value, std::wstring& out) {
@@ -160,9 +195,7 @@ HRESULT FormatDate(DATE value, std::wstring& out) {
     }
     const double whole = std::trunc(value);
     const double fraction = std::fabs(value - whole);
-    const double exactSeconds = fraction * kSecondsPerDay;
-    long seconds = static_cast<long>(exactSeconds);
-    seconds += exactSeconds - static_cast<double>(seconds) > 0.5 ? 1 : 0;
+    long seconds = SecondsOfDay(fraction);
     long days = static_cast<long>(whole);
     if (seconds == kSecondsPerDay) {
         seconds = 0;

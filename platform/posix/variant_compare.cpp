@@ -1,10 +1,13 @@
+// VarCmp and VarBstrCmp: the order of variants and of texts.
 #include <korvan/platform.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string_view>
 
 #include "platform/collation.h"
-#include "platform/variant_number.h"
+#include "platform/posix/bstr.h"
+#include "platform/posix/variant_number.h"
 
 namespace korvan {
 namespace {
@@ -34,55 +37,16 @@ HRESULT Order(T left, T right) {
     return left < right ? VARCMP_LT : VARCMP_GT;  // NaN: greater, whatever its side
 }
 
-// The UTF-16 code units of a text, one after the other.
-class Utf16Units {
-  public:
-    Utf16Units(const wchar_t* text, size_t length) : m_at(text), m_end(text + length) {}
-
-    bool Next(uint32_t& unit) {
-        if (m_pendingLow) {
-            unit = m_pendingLow;
-            m_pendingLow = 0;
-            return true;
-        }
-        if (m_at == m_end) {
-            return false;
-        }
-        const auto c = static_cast<uint32_t>(*m_at++);
-        if (c >= 0x10000 && c <= 0x10FFFF) {
-            unit = 0xD800 + ((c - 0x10000) >> 10);
-            m_pendingLow = 0xDC00 + ((c - 0x10000) & 0x3FF);
-        } else {
-            unit = c <= 0xFFFF ? c : 0xFFFD;
-        }
-        return true;
-    }
-
-  private:
-    const wchar_t* m_at;
-    const wchar_t* m_end;
-    uint32_t m_pendingLow = 0;
-};
-
 // memcmp over the UTF-16LE bytes of both texts, then the shorter is less: the
 // low byte of each unit counts first.
-HRESULT CompareUtf16Bytes(BSTR left, UINT leftLength, BSTR right, UINT rightLength) {
-    Utf16Units a(left, leftLength);
-    Utf16Units b(right, rightLength);
-    uint32_t x = 0;
-    uint32_t y = 0;
-    for (;;) {
-        const bool moreLeft = a.Next(x);
-        const bool moreRight = b.Next(y);
-        if (!moreLeft || !moreRight) {
-            return Order(moreLeft, moreRight);
-        }
-        if (x != y) {
-            const uint32_t swappedX = ((x & 0xFF) << 8) | (x >> 8);
-            const uint32_t swappedY = ((y & 0xFF) << 8) | (y >> 8);
-            return Order(swappedX, swappedY);
-        }
+HRESULT CompareUtf16Bytes(BSTR left, BSTR right) {
+    const std::vector<BYTE> a = BytesOfBstr(left);
+    const std::vector<BYTE> b = BytesOfBstr(right);
+    if (a == b) {
+        return VARCMP_EQ;
     }
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end()) ? VARCMP_LT
+                                                                                : VARCMP_GT;
 }
 
 HRESULT CompareNumbers(const VARIANT& left, const VARIANT& right) {
@@ -167,7 +131,7 @@ HRESULT VarBstrCmp(BSTR bstrLeft, BSTR bstrRight, LCID lcid, ULONG dwFlags) {
     const UINT leftLength = SysStringLen(bstrLeft);
     const UINT rightLength = SysStringLen(bstrRight);
     if (lcid == 0) {
-        return korvan::CompareUtf16Bytes(bstrLeft, leftLength, bstrRight, rightLength);
+        return korvan::CompareUtf16Bytes(bstrLeft, bstrRight);
     }
     if (leftLength == 0 || rightLength == 0) {
         return korvan::Order(leftLength, rightLength);

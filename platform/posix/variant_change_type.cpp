@@ -1,19 +1,28 @@
+// VariantChangeType: conversions between the variant types the library uses.
 #include <korvan/platform.h>
 
 #include <cstring>
 #include <string>
 #include <string_view>
 
-#include "platform/date_format.h"
-#include "platform/number_format.h"
+#include "platform/posix/bstr.h"
+#include "platform/posix/date_format.h"
+#include "platform/posix/number_format.h"
 #include "platform/number_parse.h"
 #include "platform/process_locale.h"
+#include "platform/posix/variant_number.h"
+#include "platform/posix/variant_types.h"
 #include "platform/unicode.h"
-#include "platform/variant_number.h"
-#include "platform/variant_types.h"
 
 namespace korvan {
 namespace {
+
+// Currency and decimal values, which Windows converts, have nothing behind
+// them here: they stay refused as bad types.
+bool HasNoValues(VARTYPE vt) {
+    const VARTYPE base = vt & VT_TYPEMASK;
+    return base == VT_CY || base == VT_DECIMAL;
+}
 
 // VT_INT and VT_UINT convert as VT_I4 and VT_UI4.
 VARTYPE Canonical(VARTYPE vt) {
@@ -29,10 +38,9 @@ HRESULT MakeBstr(std::wstring_view text, BSTR& out) {
 }
 
 // A text becomes the bytes of its UTF-16LE form, as on Windows where they are
-// the very bytes of the BSTR.
+// the very bytes of the BSTR, and bytes become the text they spell.
 HRESULT ArrayFromBstr(BSTR text, SAFEARRAY*& out) {
-    const std::vector<BYTE> bytes =
-        EncodeUtf16LE(std::wstring_view(text ? text : L"", SysStringLen(text)));
+    const std::vector<BYTE> bytes = BytesOfBstr(text);
     out = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes.size()));
     if (!out) {
         return E_OUTOFMEMORY;
@@ -47,8 +55,9 @@ HRESULT BstrFromArray(SAFEARRAY* array, BSTR& out) {
     if (SafeArrayGetDim(array) != 1 || SafeArrayGetElemsize(array) != 1) {
         return E_INVALIDARG;
     }
-    return MakeBstr(
-        DecodeUtf16LE(static_cast<const BYTE*>(array->pvData), array->rgsabound[0].cElements), out);
+    out =
+        AllocBstrFromBytes(static_cast<const BYTE*>(array->pvData), array->rgsabound[0].cElements);
+    return out ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT CoerceArray(const VARIANT& src, VARTYPE vt, VARIANT& result) {
@@ -229,8 +238,12 @@ HRESULT VariantChangeType(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, USHO
 // Every locale identifier stands for the process's C locale here.
 HRESULT VariantChangeTypeEx(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, LCID /*lcid*/,
                             USHORT wFlags, VARTYPE vt) {
-    if (!korvan::IsSupportedVarType(pvarSrc->vt) || !korvan::IsSupportedVarType(vt)) {
+    if (!korvan::IsValidVarType(pvarSrc->vt) || !korvan::IsValidVarType(vt)) {
         return DISP_E_BADVARTYPE;
+    }
+    if (!korvan::IsSupportedVarType(pvarSrc->vt) || !korvan::IsSupportedVarType(vt)) {
+        return korvan::HasNoValues(pvarSrc->vt) || korvan::HasNoValues(vt) ? DISP_E_BADVARTYPE
+                                                                           : DISP_E_TYPEMISMATCH;
     }
     // The result is made apart, so that a failure leaves the destination
     // alone and an in-place conversion reads the source to the end.

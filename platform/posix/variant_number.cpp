@@ -1,4 +1,4 @@
-#include "platform/variant_number.h"
+#include "platform/posix/variant_number.h"
 
 #include <cmath>
 

@@ -1,0 +1,6 @@
+// Without Windows' own interfaces there is no Wine beneath.
+#include "platform/wine.h"
+
+bool korvan::RunningUnderWine() {
+    return false;
+}
