@@ -6,12 +6,8 @@
 // finally the source table is deleted with everything computed from it.
 // Nothing may crash, hang or leak, whatever the text.
 
-#include <korvan/database.h>
+#include "fuzz/fuzz_support.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -55,22 +51,13 @@ void Fill(DbDatabase& db) {
     }
 }
 
-CString Decode(const uint8_t* data, size_t size) {
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    std::wstring text;
-    if (!korvan::DecodeUtf8(bytes, text)) {
-        text.assign(bytes.begin(), bytes.end());
-    }
-    return CString(std::move(text));
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     DbDatabase db;
     db.Create(L"");  // no file: nothing is ever written
     Fill(db);
-    const CString sql = Decode(data, size);
+    const CString sql = korvan::fuzz::Text(data, size);
 
     db.VerifySQL(sql);
     CString name;

@@ -12,36 +12,46 @@ constexpr char32_t kReplacement = 0xFFFD;
 
 // Decodes one sequence starting at bytes[pos]; advances pos past what was
 // consumed. Returns false for an invalid sequence, leaving pos after the
-// longest prefix that could have started a valid one (at least one byte).
+// longest prefix that could have started a valid one (at least one byte), so
+// that a lenient reading puts one U+FFFD for each such part.
 bool DecodeOne(std::string_view bytes, size_t& pos, char32_t& out) {
     const auto lead = static_cast<unsigned char>(bytes[pos++]);
     if (lead < 0x80) {
         out = lead;
         return true;
     }
+    // The second byte's range is narrower after some leads: E0 and F0 would
+    // otherwise start overlong forms, ED surrogates, F4 values beyond
+    // U+10FFFF. Checking it there, not on the decoded value, ends an invalid
+    // sequence at the first byte that makes it so.
     int extra;
-    char32_t min;
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
     if (lead >= 0xC2 && lead <= 0xDF) {
-        extra = 1, min = 0x80, out = lead & 0x1F;
+        extra = 1, out = lead & 0x1F;
     } else if (lead >= 0xE0 && lead <= 0xEF) {
-        extra = 2, min = 0x800, out = lead & 0x0F;
+        extra = 2, out = lead & 0x0F;
+        low = lead == 0xE0 ? 0xA0 : 0x80;
+        high = lead == 0xED ? 0x9F : 0xBF;
     } else if (lead >= 0xF0 && lead <= 0xF4) {
-        extra = 3, min = 0x10000, out = lead & 0x07;
+        extra = 3, out = lead & 0x07;
+        low = lead == 0xF0 ? 0x90 : 0x80;
+        high = lead == 0xF4 ? 0x8F : 0xBF;
     } else {
         return false;  // stray continuation byte, overlong lead or beyond U+10FFFF
     }
-    for (int i = 0; i < extra; ++i) {
+    for (int i = 0; i < extra; ++i, low = 0x80, high = 0xBF) {
         if (pos >= bytes.size()) {
             return false;
         }
         const auto next = static_cast<unsigned char>(bytes[pos]);
-        if ((next & 0xC0) != 0x80) {
+        if (next < low || next > high) {
             return false;
         }
         out = (out << 6) | (next & 0x3F);
         ++pos;
     }
-    return out >= min && out <= 0x10FFFF && (out < 0xD800 || out > 0xDFFF);
+    return true;
 }
 
 // Whether the eight bytes at bytes are all below 0x80.

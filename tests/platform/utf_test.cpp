@@ -5,6 +5,9 @@
 #include "platform/display_width.h"
 #include "platform/utf.h"
 
+#include <string>
+#include <utility>
+
 namespace {
 
 TEST(Utf8Test, StrictDecodingAcceptsOnlyWellFormedText) {
@@ -32,6 +35,24 @@ TEST(Utf8Test, StrictDecodingAcceptsOnlyWellFormedText) {
         std::wstring out = L"stale";
         EXPECT_EQ(korvan::DecodeUtf8(c.bytes, out), c.valid) << c.bytes;
         EXPECT_EQ(out, c.text) << c.bytes;
+    }
+}
+
+TEST(Utf8Test, LenientDecodingReplacesEachIllFormedPartOnce) {
+    // A part ends at the first byte that no well-formed sequence could have
+    // there: after E0 only A0..BF may follow, after ED only 80..9F, after F0
+    // only 90..BF, after F4 only 80..8F.
+    const std::pair<std::string, std::wstring> cases[] = {
+        {"\xE0\x80\x80", L"\uFFFD\uFFFD\uFFFD"},                  // overlong
+        {"\xED\xA0\x80x", L"\uFFFD\uFFFD\uFFFDx"},                // surrogate
+        {"\xF4\x90\x80\x80", L"\uFFFD\uFFFD\uFFFD\uFFFD"},        // above U+10FFFF
+        {"\xF0\x80\x80\x80", L"\uFFFD\uFFFD\uFFFD\uFFFD"},        // overlong
+        {"\xF0\x90\x80", L"\uFFFD"},                              // cut short
+        {"\xE2\x82(\xC3", L"\uFFFD(\uFFFD"},                      // interrupted, cut short
+        {"\xC0\xAF\xF0\x9F\x98\x80", L"\uFFFD\uFFFD\U0001F600"},  // then a valid one
+    };
+    for (const auto& [bytes, text] : cases) {
+        EXPECT_EQ(korvan::DecodeUtf8Lenient(bytes), text) << testing::PrintToString(bytes);
     }
 }
 
